@@ -1,0 +1,1 @@
+set(QLM_ENGINE_SOURCES)

@@ -1,0 +1,1 @@
+set(QLM_TARNEL_SOURCES)

@@ -1,0 +1,2 @@
+set(QLM_TOPOLOGY_SOURCES
+    topology/OpenMeshUtilityCounts.cpp)
