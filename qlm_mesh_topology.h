@@ -14,5 +14,8 @@
 #include "common/Util.h"
 #include "common/Vector.h"
 #include "common/oxmvertex.h"
+#include "engine/EngineAssert.h"
+#include "engine/Image.h"
+#include "engine/Material.h"
 #include "topology/OpenMeshUtility.h"
 #include "topology/OxmOMTopology.h"

@@ -1,1 +1,3 @@
-set(QLM_ENGINE_SOURCES)
+set(QLM_ENGINE_SOURCES
+    engine/EngineAssert.cpp
+    engine/Image.cpp)

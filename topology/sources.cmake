@@ -1,2 +1,3 @@
 set(QLM_TOPOLOGY_SOURCES
-    topology/OpenMeshUtilityCounts.cpp)
+    topology/OpenMeshUtilityCounts.cpp
+    topology/OpenMeshUtilityGeometry.cpp)
