@@ -29,6 +29,11 @@ test-sanitize: deps
 	cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 		ctest --output-on-failure -j $(JOBS) -E 'InstallTree'
 
+bench: deps
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQLM_BUILD_BENCH=ON -DQLM_BUILD_TESTS=OFF
+	cmake --build build-bench -j $(JOBS) --target qlm_bench
+	build-bench/bench/qlm_bench $(BENCH_ARGS)
+
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i
 

@@ -1,3 +1,4 @@
 set(QLM_TOPOLOGY_SOURCES
     topology/OpenMeshUtilityCounts.cpp
-    topology/OpenMeshUtilityGeometry.cpp)
+    topology/OpenMeshUtilityGeometry.cpp
+    topology/MeshFileGuard.cpp)
