@@ -1,4 +1,5 @@
 set(QLM_TOPOLOGY_SOURCES
     topology/OpenMeshUtilityCounts.cpp
     topology/OpenMeshUtilityGeometry.cpp
+    topology/OpenMeshUtilityConnectivity.cpp
     topology/MeshFileGuard.cpp)
