@@ -2,4 +2,6 @@ set(QLM_TOPOLOGY_SOURCES
     topology/OpenMeshUtilityCounts.cpp
     topology/OpenMeshUtilityGeometry.cpp
     topology/OpenMeshUtilityConnectivity.cpp
+    topology/OpenMeshUtilityConversion.cpp
+    topology/OpenMeshQuiet.cpp
     topology/MeshFileGuard.cpp)
