@@ -3,5 +3,6 @@ set(QLM_TOPOLOGY_SOURCES
     topology/OpenMeshUtilityGeometry.cpp
     topology/OpenMeshUtilityConnectivity.cpp
     topology/OpenMeshUtilityConversion.cpp
+    topology/OpenMeshUtilityIO.cpp
     topology/OpenMeshQuiet.cpp
     topology/MeshFileGuard.cpp)
