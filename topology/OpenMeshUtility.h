@@ -56,20 +56,23 @@ public:
     // --- Files ----------------------------------------------------------------------------------
 
     // Reads an OBJ, OFF, PLY, STL or OM file (by extension, any case) into a new mesh that the
-    // caller owns and deletes; null on any failure, including a file rejected as malformed before
-    // it reaches a reader.
+    // caller owns and deletes, with the path in "m:meshpath"; null on any failure, including a
+    // path without extension, an empty file, a file rejected as malformed before it reaches a
+    // reader, and a file with NaN or infinite coordinates.
     static Mesh* ReadMesh(const wchar_t* path);
     // ReadMesh followed by ToModel; empty on failure.
     static std::shared_ptr<Objects::Model> ReadToRawMesh(const wchar_t* path);
     // Writes the mesh (STL and PLY binary, the others as text). An untextured mesh first loses the
     // faces at non-manifold vertices (a count is printed when any go) and every mesh its isolated
-    // vertices: the caller's mesh keeps those changes. False on null arguments or writer failure.
+    // vertices: the caller's mesh keeps those changes (deleted elements are left uncollected;
+    // the file never holds them). False on null arguments or writer failure.
     static bool WriteMesh(const wchar_t* path, Mesh* mesh, bool writeNormals);
 
     // --- Model conversion -----------------------------------------------------------------------
 
     // Welds every node of type >= 15 into one new mesh (vertices welded within each node, not
     // across nodes); a node's material, found by the node's name, gives its faces' texture index.
+    // Empty pointer for a null model; an empty mesh when no node is usable.
     static std::shared_ptr<Mesh> fromModel(std::shared_ptr<Objects::Model> model);
     // One node per texture index ("Material_<i>", built in parallel, in no fixed order) and one
     // material per texture; empty for a null mesh.
@@ -101,12 +104,14 @@ public:
     // --- Connectivity ---------------------------------------------------------------------------
 
     // One vertex-index set per connected component (an isolated vertex is a component of its
-    // own), in no specified order. Empty for a null mesh.
+    // own), in no specified order. Empty for a null mesh. O(V + E) plus one hash set per component.
     static VertexComponents GetConnectedVertexComponents(const Mesh* mesh);
     // One face-index set per vertex component (computed when `vertexComponents` is null), in the
-    // same order.
+    // same order; exactly one component takes every live face. Given indices outside the mesh or
+    // of deleted vertices are skipped. Empty for a null mesh.
     static VertexComponents GetConnectedFaceComponents(const Mesh* mesh,
                                                        const VertexComponents* vertexComponents);
+    // True when some live vertex has more than one boundary gap in its one-ring.
     static bool HasNonManifoldVertices(const Mesh& mesh);
     // Deletes the faces around non-manifold vertices in up to maxPasses + 1 passes, then garbage-
     // collects when asked (even when nothing was deleted). Returns the number of faces deleted.
