@@ -19,3 +19,5 @@
 #include "engine/Material.h"
 #include "topology/OpenMeshUtility.h"
 #include "topology/OxmOMTopology.h"
+#include "topology/decimation/OpenMeshPartition.h"
+#include "topology/decimation/OxmModQuadric.h"
