@@ -61,6 +61,8 @@ public:
     GSurface(VFTriangleMesh* mesh, SurfaceAuxiliary* aux, bool takeOwnership);
     // A copy owns deep copies of an owned mesh and auxiliary object (and shares borrowed ones),
     // and copies the layers, per-corner lists and materials.
+    // Takes ownership of both (for subclasses that create their own mesh).
+    GSurface(std::unique_ptr<VFTriangleMesh> mesh, std::unique_ptr<SurfaceAuxiliary> aux);
     GSurface(const GSurface& other);
     GSurface& operator=(const GSurface& other);
     virtual ~GSurface();
