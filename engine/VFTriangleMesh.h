@@ -217,6 +217,12 @@ public:
     void GetColor(unsigned vID, Vector3f& c) const;
     void SetColor(unsigned vID, const Vector3f& c);
 
+    // The vertex's reference count: one plus the number of triangles that use it; 0 for an
+    // invalid ID (not reported).
+    int GetVertexRefCount(unsigned vID) const
+    {
+        return m_vVertices.isValid(vID) ? m_vVertices.refCount(vID) : 0;
+    }
     // Number of triangles that use the vertex (0 for an invalid ID, reported).
     unsigned GetTriangleCount(unsigned vID) const;
     // Number of edges at the vertex, its valence (0 for an invalid ID, reported).
