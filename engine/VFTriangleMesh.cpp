@@ -687,46 +687,6 @@ void VFTriangleMesh::BeginVtxEdges(VtxNbrItr& v) const
         v.pList = &data->edges;
 }
 
-namespace
-{
-
-// Next entry of the iterator's list; InvalidID at the end or for an unstarted iterator.
-unsigned nextEntry(VFTriangleMesh::VtxNbrItr& v)
-{
-    if (!v.pList || v.nPosition >= v.pList->nCount)
-        return InvalidID;
-    const unsigned i = v.nPosition++;
-    if (i < VFTriangleMesh::kInline)
-        return v.pList->nInline[i];
-    const unsigned k = (i - VFTriangleMesh::kInline) % VFTriangleMesh::OverflowChunk::kSize;
-    if (i == VFTriangleMesh::kInline)
-        v.nChunk = v.pList->nOverflow;
-    else if (k == 0)
-        v.nChunk = (*v.pOverflow)[v.nChunk].nNext;
-    return (*v.pOverflow)[v.nChunk].nValues[k];
-}
-
-}  // namespace
-
-unsigned VFTriangleMesh::GetNextVtxTriangle(VtxNbrItr& v) const
-{
-    return nextEntry(v);
-}
-
-unsigned VFTriangleMesh::GetNextVtxEdge(VtxNbrItr& v) const
-{
-    return nextEntry(v);
-}
-
-unsigned VFTriangleMesh::GetNextVtxNbr(VtxNbrItr& v) const
-{
-    const unsigned eID = nextEntry(v);
-    if (eID == InvalidID)
-        return InvalidID;
-    const Edge& e = m_vEdges[eID];
-    return e.nVertices[0] == v.vID ? e.nVertices[1] : e.nVertices[0];
-}
-
 size_t VFTriangleMesh::GetAllocatedBytes() const
 {
     size_t bytes = m_vVertices.allocatedBytes() + m_vTriangles.allocatedBytes() + m_vEdges.allocatedBytes() +
