@@ -167,12 +167,16 @@ unsigned VFTriangleMesh::AppendVertex(const Vector3f& position, const Vector3f* 
     return m_vVertices.insert(v);
 }
 
-bool VFTriangleMesh::RemoveVertex(unsigned vID)
+bool VFTriangleMesh::RemoveVertex(unsigned vErase)
 {
-    if (!m_vVertices.isValid(vID) || m_vVertices.refCount(vID) != 1)
+    if (!m_vVertices.isValid(vErase))
         return false;
-    releaseVertexDataIfEmpty(vID);
-    m_vVertices.decrement(vID);
+    VSK_ASSERT_MSG(m_vVertices.refCount(vErase) == static_cast<int32_t>(GetTriangleCount(vErase)) + 1,
+                   "m_vVertices.refCount(vErase) == GetTriangleCount(vErase)+1");
+    if (m_vVertices.refCount(vErase) != 1)
+        return false;
+    releaseVertexDataIfEmpty(vErase);
+    m_vVertices.decrement(vErase);
     return true;
 }
 

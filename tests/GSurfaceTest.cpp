@@ -43,6 +43,8 @@ TEST(UVLayer, SetTriangleCreatesExactlyThatIdAndCountsUVReferences)
     EXPECT_EQ(layer.GetTriangleCount(a), 1u);
     EXPECT_FALSE(layer.SetTriangle(6, a, b, 77));  // a UV vertex that does not exist
     EXPECT_FALSE(layer.IsTriangle(6));
+    EXPECT_FALSE(layer.SetTriangle(IMesh::InvalidID - 1, a, b, c));  // a garbage ID allocates nothing
+    EXPECT_EQ(layer.GetMaxTriangleID(), 6u);
     ASSERT_TRUE(layer.SetTriangle(5, c, b, a));  // replaces, counts stay balanced
     EXPECT_EQ(layer.GetTriangleCount(a), 1u);
     EXPECT_EQ(layer.GetTriangleGroup(5), 0u);
