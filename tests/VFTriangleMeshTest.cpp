@@ -3,6 +3,8 @@
 #include "support/EngineMeshes.h"
 
 #include <gtest/gtest.h>
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/parallel_for.h>
 
 using namespace test;
 
@@ -407,4 +409,31 @@ TEST(EngineMeshCopy, CopyIsDeepAndIndependent)
     std::unique_ptr<VFTriangleMesh> clone = mesh->Clone();
     EXPECT_TRUE(isConsistent(*clone));
     EXPECT_EQ(clone->GetMaxTriangleID(), 12u);
+}
+
+// Readers share no scratch state: one-rings and edge lookups from many threads match a serial run.
+TEST(EngineMeshConcurrency, ParallelReadersAgreeWithSerial)
+{
+    auto mesh = makeEngineGrid(30, 30);
+    for (unsigned t = 0; t < mesh->GetMaxTriangleID(); t += 7)
+        mesh->RemoveTriangle(t);
+    auto summarise = [&](unsigned v)
+    {
+        std::vector<unsigned> ring;
+        const bool ok = mesh->GetVtxOneRing(v, ring);
+        size_t found = 0;
+        for (unsigned w : neighbours(*mesh, v))
+            found += mesh->FindEdge(w, v) != kInvalid;
+        return (ok ? ring.size() : 1000) + 10000 * found;
+    };
+    AssertCapture capture;  // pinch points on the holes' borders report; that is expected here
+    std::vector<size_t> serial(mesh->GetMaxVertexID()), parallel(mesh->GetMaxVertexID());
+    for (unsigned v = 0; v < mesh->GetMaxVertexID(); ++v)
+        serial[v] = summarise(v);
+    for (int threads : {1, 4})
+    {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+        tbb::parallel_for(0u, mesh->GetMaxVertexID(), [&](unsigned v) { parallel[v] = summarise(v); });
+        EXPECT_EQ(parallel, serial);
+    }
 }
