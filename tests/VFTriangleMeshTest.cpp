@@ -61,6 +61,9 @@ TEST(EngineMeshStorage, GridHasEulerCountsAndBoundary)
     EXPECT_TRUE(mesh->IsBoundaryVertex(1));
     EXPECT_EQ(mesh->GetVertexEdgeCount(4), 6u);
     EXPECT_EQ(mesh->GetTriangleCount(4), 6u);
+    std::vector<unsigned> tris{99};
+    mesh->GetVertexTriangles(1, tris);  // appends, in insertion order
+    EXPECT_EQ(tris, (std::vector<unsigned>{99, 0, 2, 3}));
     EXPECT_TRUE(isConsistent(*mesh));
 }
 
