@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <malloc.h>
 #include <vector>
 
 namespace
@@ -16,6 +17,13 @@ namespace
 using vsk::IMesh;
 using vsk::VFTriangleMesh;
 using OMesh = OpenMesh::TriMesh_ArrayKernelT<>;
+
+// Heap bytes in use (small blocks plus mmapped ones), from the C library's allocator.
+size_t heapBytes()
+{
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
 
 template <class F>
 double seconds(F&& work)
@@ -66,12 +74,17 @@ void BuildMesh(benchmark::State& state)
     double engine = 0, openMesh = 0;
     size_t bytes = 0, records = 0;
     unsigned triangles = 0;
+    size_t heapEngine = 0, heapOpenMesh = 0;
     for (auto _ : state)
     {
+        size_t before = heapBytes();
         OMesh reference;
         openMesh += seconds([&] { buildOpenMesh(reference, n); });
+        heapOpenMesh = heapBytes() - before;
+        before = heapBytes();
         VFTriangleMesh mesh;
         const double t = seconds([&] { buildEngine(mesh, n); });
+        heapEngine = heapBytes() - before;
         engine += t;
         state.SetIterationTime(t);
         triangles = mesh.GetTriangleCount();
@@ -84,6 +97,7 @@ void BuildMesh(benchmark::State& state)
     state.counters["triangles"] = triangles;
     state.counters["bytes_per_triangle"] = double(bytes) / triangles;
     state.counters["record_bytes_per_triangle"] = double(records) / triangles;
+    state.counters["heap_vs_openmesh"] = double(heapEngine) / double(heapOpenMesh);
     state.counters["vs_openmesh"] = engine / openMesh;
 }
 BENCHMARK(BuildMesh)->Arg(1'000'000)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);

@@ -134,3 +134,22 @@ TEST(ImageRecords, ZeroFilledInterleavedRowsAndTextureChain)
     EXPECT_EQ(material.GetTexture()->GetImage(), image.get());
     EXPECT_EQ(vsk::Texture().GetImage(), nullptr);
 }
+
+TEST(MeshAttributeSets, CreatedAndFoundByIndexAndReadZeroWhereUnset)
+{
+    VFTriangleMesh mesh;
+    EXPECT_EQ(mesh.GetScalarSet(0), nullptr);
+    const unsigned s = mesh.AppendScalarSet();
+    const unsigned u = mesh.AppendUVSet();
+    mesh.GetScalarSet(s)->Set(4, 2.5f);
+    mesh.GetScalarSet(s)->Set(IMesh::InvalidID, 1.0f);  // ignored, allocates nothing
+    mesh.GetUVSet(u)->Set(1, Vector2f(0.25f, 0.75f));
+    EXPECT_EQ(mesh.GetScalarSet(s)->Get(4), 2.5f);
+    EXPECT_EQ(mesh.GetScalarSet(s)->Get(3), 0.0f);
+    EXPECT_EQ(mesh.GetScalarSet(s)->Get(IMesh::InvalidID), 0.0f);
+    EXPECT_EQ(mesh.GetScalarSet(s)->Size(), 5u);
+    EXPECT_EQ(mesh.GetUVSet(u)->Get(1), Vector2f(0.25f, 0.75f));
+    EXPECT_EQ(mesh.GetUVSetCount(), 1u);
+    VFTriangleMesh copy(mesh);  // sets travel with the mesh
+    EXPECT_EQ(copy.GetScalarSet(s)->Get(4), 2.5f);
+}
