@@ -212,6 +212,8 @@ OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path)
     std::ifstream in(file, std::ios::in | std::ios::binary);
     if (!in || !MeshFileGuard::accepts(in, lowerCase(extension)))
         return nullptr;
+    in.clear();  // the guard leaves the stream rewound; made sure of, since the readers need it
+    in.seekg(0, std::ios::beg);
 
     Options options(Options::Default);
     if (lowerCase(extension) == ".stl" && !chooseStlMode(in, options))
