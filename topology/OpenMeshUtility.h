@@ -10,6 +10,7 @@
 
 #include <tbb/concurrent_unordered_map.h>
 #include <tbb/concurrent_vector.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -75,8 +76,8 @@ public:
     static std::shared_ptr<Objects::Model> ToModel(const Mesh* mesh);
     // Appends `raw` to `mesh`, welding by position and texture coordinate. The two maps seed the
     // welding and are only read (either may be null). False for a null mesh or an invalid raw mesh.
-    static bool AddRawMesh(Mesh* mesh, Objects::RawMesh* raw, const WeldMap* weldMap, const TableMap* tableMap,
-                           Objects::RawMaterial* material);
+    static bool AddRawMesh(Mesh* mesh, Objects::RawMesh* raw, const WeldMap* weldMap,
+                           const TableMap* tableMap, Objects::RawMaterial* material);
     // Appends the given faces to `raw` with welded vertices (positions, normals, colours and
     // texture coordinates as present). False for a null mesh or raw mesh or an empty face list.
     static bool CreateRawMeshFromFaces(const Mesh* mesh, const std::vector<OpenMesh::FaceHandle>& faces,
@@ -104,11 +105,13 @@ public:
     static VertexComponents GetConnectedVertexComponents(const Mesh* mesh);
     // One face-index set per vertex component (computed when `vertexComponents` is null), in the
     // same order.
-    static VertexComponents GetConnectedFaceComponents(const Mesh* mesh, const VertexComponents* vertexComponents);
+    static VertexComponents GetConnectedFaceComponents(const Mesh* mesh,
+                                                       const VertexComponents* vertexComponents);
     static bool HasNonManifoldVertices(const Mesh& mesh);
     // Deletes the faces around non-manifold vertices in up to maxPasses + 1 passes, then garbage-
     // collects when asked (even when nothing was deleted). Returns the number of faces deleted.
-    static uint64_t RemoveFacesConnectedToNonManifoldVertices(Mesh& mesh, bool garbageCollect, uint32_t maxPasses);
+    static uint64_t RemoveFacesConnectedToNonManifoldVertices(Mesh& mesh, bool garbageCollect,
+                                                              uint32_t maxPasses);
 
     // --- Decimation and smoothing ---------------------------------------------------------------
     //
@@ -127,7 +130,8 @@ public:
     // Removes the fraction `ratio` (clamped to [0, 1]; NaN counts as 0) of the unlocked faces;
     // isolated vertices are deleted and boundary vertices always LOCKED. True when at least one
     // collapse was made; false at once when the face target is not positive.
-    static bool DecimateMesh(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg, bool garbageCollect);
+    static bool DecimateMesh(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg,
+                             bool garbageCollect);
     // As the ratio overload, on grid cells decimated concurrently and merged, followed by seam
     // passes. The caller's mesh is emptied and rebuilt from the result (handles change; points,
     // vertex normals, texture coordinates and texture indices are carried; no degenerate face and
@@ -154,14 +158,15 @@ protected:
     // Cuts the mesh into the cells of a gridLevel^3 grid over `box` (a face goes to the cell of
     // one corner) and empties the source. Each cell carries points, normals, texture data and
     // quadrics; its movable vertices are SELECTED. gridOffset is not used. Empty for a null mesh.
-    static CellMap partitionMesh(Mesh* mesh, const Objects::Box<float>& box, float gridLevel, float gridOffset,
-                                 bool coarseGrid);
+    static CellMap partitionMesh(Mesh* mesh, const Objects::Box<float>& box, float gridLevel,
+                                 float gridOffset, bool coarseGrid);
     // Decimates one cell to `targetFaces` with its boundary and unselected vertices LOCKED, reusing
     // the quadrics it carries, then garbage-collects. Returns the collapses made.
     static size_t partitionDecimate(Mesh& cell, size_t targetFaces, double maxError, double maxAngleDeg);
     // Appends the cell's faces to `merged`. Cell-boundary vertices are welded through `weldMap`
-    // (their quadrics add up); a new one is appended to `seamVertices` and SELECTED. Faces OpenMesh
-    // refuses are left out. The caller serialises calls on one merged mesh.
+    // (their quadrics add up); a new one is appended to `seamVertices` and SELECTED. A face whose
+    // edge another cell already used on that side gets its own corner copies (a crack, not a hole);
+    // faces OpenMesh still refuses are left out. The caller serialises calls on one merged mesh.
     static void mergePartitionMesh(Mesh& merged, tbb::concurrent_vector<OpenMesh::VertexHandle>& seamVertices,
                                    WeldMap& weldMap, Mesh& cell, bool coarseGrid);
 };
