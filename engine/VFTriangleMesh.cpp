@@ -558,7 +558,8 @@ bool VFTriangleMesh::HasTriangleFlag(unsigned tID, unsigned flag) const
 
 unsigned VFTriangleMesh::FindEdge(unsigned v1, unsigned v2) const
 {
-    if (!m_vVertices.isValid(v1) || !m_vVertices.isValid(v2))
+    // note: without the v1 != v2 test every edge at v1 would match, since each lists v1 as an end
+    if (v1 == v2 || !m_vVertices.isValid(v1) || !m_vVertices.isValid(v2))
         return InvalidID;
     const VertexData* data = vertexData(v1);
     if (!data)

@@ -298,7 +298,7 @@ public:
     unsigned GetMaxEdgeID() const { return m_vEdges.maxIndex(); }
     bool IsEdge(unsigned eID) const { return m_vEdges.isValid(eID); }
     // The edge joining two vertices, found through the first vertex's edge list; InvalidID when
-    // there is none or either ID is invalid. Never asserts.
+    // there is none, either ID is invalid or both are the same vertex. Never asserts.
     unsigned FindEdge(unsigned v1, unsigned v2) const;
     // The edge's two vertices; InvalidIDs (reported) for an invalid ID.
     void GetEdgeV(unsigned eID, Index2i& vertices) const;

@@ -133,6 +133,20 @@ TEST(OwnSurface, FuseCoincidentRepeatsAtOnePositionUntilNoTwinIsLeft)
     EXPECT_EQ(shortLoop.size(), 2u);
 }
 
+// A vertex repeated at consecutive loop positions names no edge: nothing may be collapsed.
+TEST(OwnSurface, FuseRefusesAVertexPairedWithItself)
+{
+    auto surface = gridSurface(2, 2);
+    uint32_t removed = 12345;
+    EXPECT_FALSE(surface->fuseVertices(4, 4, &removed));
+    EXPECT_EQ(removed, 12345u);
+    std::vector<uint32_t> loop{1, 1, 2};
+    EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 0.5f));
+    EXPECT_EQ(loop, (std::vector<uint32_t>{1, 1, 2}));
+    EXPECT_EQ(surface->getMesh().GetVertexCount(), 9u);
+    EXPECT_EQ(surface->getMesh().GetTriangleCount(), 8u);
+}
+
 TEST(OwnSurface, FuseCollinearRemovesMiddleVerticesAndKeepsCorners)
 {
     auto surface = gridSurface(3, 1);

@@ -301,6 +301,15 @@ TEST(EngineMeshBadInput, InvalidIdsAreReportedAndNothingIsTouched)
     EXPECT_TRUE(isConsistent(*mesh));
 }
 
+// A vertex is not joined to itself: the lookup must not answer with the first edge at it.
+TEST(EngineMeshBadInput, NoEdgeJoinsAVertexToItself)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    EXPECT_EQ(mesh->FindEdge(1, 1), kInvalid);
+    EXPECT_FALSE(mesh->IsBoundaryEdge(1, 1));  // vertex 1's first edge (0, 1) is a boundary edge
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
 TEST(EngineMeshCollapse, InteriorCollapseRemovesOneVertexTwoTrianglesThreeEdges)
 {
     auto mesh = makeEngineGrid(3, 3);  // interior vertices 5, 6, 9, 10
