@@ -1,0 +1,7 @@
+# Writes the malformed inputs of the tool's tests into WORKDIR.
+file(WRITE "${WORKDIR}/notes.xyz" "not a mesh format\n")
+file(WRITE "${WORKDIR}/empty.off" "")
+# A binary PLY whose header announces 10 vertices and 5 faces, with no data after it.
+file(WRITE "${WORKDIR}/truncated.ply"
+    "ply\nformat binary_little_endian 1.0\nelement vertex 10\nproperty float x\nproperty float y\n"
+    "property float z\nelement face 5\nproperty list uchar int vertex_indices\nend_header\n")
