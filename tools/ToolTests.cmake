@@ -25,10 +25,10 @@ function(qlm_tool_test name code args)
     endif()
 endfunction()
 
-# Bad files, written once per run.
-add_test(NAME tool.prepareBadFiles COMMAND ${CMAKE_COMMAND} -DWORKDIR=${QLM_TOOL_WORKDIR}
-    -P ${CMAKE_CURRENT_SOURCE_DIR}/WriteBadFiles.cmake)
-set_tests_properties(tool.prepareBadFiles PROPERTIES FIXTURES_SETUP badFiles)
+# Hand-made files, written once per run.
+add_test(NAME tool.prepareInputFiles COMMAND ${CMAKE_COMMAND} -DWORKDIR=${QLM_TOOL_WORKDIR}
+    -P ${CMAKE_CURRENT_SOURCE_DIR}/WriteInputFiles.cmake)
+set_tests_properties(tool.prepareInputFiles PROPERTIES FIXTURES_SETUP inputFiles)
 
 # Generated inputs. 2000 faces is exactly 20 x 10^2, so the sphere has exactly that many.
 qlm_tool_test(generateSphere 0 "generate|sphere|2000|sphere.ply"
@@ -46,6 +46,9 @@ qlm_tool_test(infoTerrainHasBoundaries 0 "info|terrain.obj" REQUIRES terrain
 qlm_tool_test(convertToObj 0 "convert|sphere.ply|sphere.obj" REQUIRES sphere
     OUT "read +sphere.ply: 1002 vertices, 2000 faces.*wrote +sphere.obj: 1002 vertices, 2000 faces" SETUP sphereObj)
 qlm_tool_test(convertedObjReads 0 "info|sphere.obj" REQUIRES sphereObj OUT "faces +2000\n")
+# The library's own message comes out on stdout, in order with the tool's lines.
+qlm_tool_test(convertRemovesNonManifoldFaces 0 "convert|bowtie.obj|bowtie.off" REQUIRES inputFiles
+    OUT "read +bowtie.obj: 5 vertices, 2 faces[^\n]*\nRemoved 2 degenerate faces\nwrote +bowtie.off: 0 vertices, 0 faces")
 qlm_tool_test(convertToStlWithNormals 0 "convert|terrain.obj|terrain.stl|--normals" REQUIRES terrain)
 
 qlm_tool_test(decimateRatio 0 "decimate|sphere.ply|sphere-half.ply|--ratio|0.5" REQUIRES sphere
@@ -62,9 +65,9 @@ qlm_tool_test(noCommand 2 "" ERR "^usage: qlm-mesh")
 qlm_tool_test(unknownCommand 2 "frobnicate" ERR "unknown command 'frobnicate'")
 qlm_tool_test(infoMissingFile 2 "info|no-such-file.ply" ONE_LINE_ERROR ERR "no such file")
 qlm_tool_test(infoFolder 2 "info|." ONE_LINE_ERROR ERR "not a regular file")
-qlm_tool_test(infoUnknownExtension 2 "info|notes.xyz" ONE_LINE_ERROR REQUIRES badFiles ERR "not an OBJ")
-qlm_tool_test(infoTruncatedPly 2 "info|truncated.ply" ONE_LINE_ERROR REQUIRES badFiles ERR "not a valid mesh")
-qlm_tool_test(infoEmptyOff 2 "info|empty.off" ONE_LINE_ERROR REQUIRES badFiles)
+qlm_tool_test(infoUnknownExtension 2 "info|notes.xyz" ONE_LINE_ERROR REQUIRES inputFiles ERR "not an OBJ")
+qlm_tool_test(infoTruncatedPly 2 "info|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "not a valid mesh")
+qlm_tool_test(infoEmptyOff 2 "info|empty.off" ONE_LINE_ERROR REQUIRES inputFiles)
 qlm_tool_test(infoUnknownOption 2 "info|sphere.ply|--yaml" ONE_LINE_ERROR ERR "unknown option --yaml")
 qlm_tool_test(infoTwoFiles 2 "info|a.ply|b.ply" ONE_LINE_ERROR)
 qlm_tool_test(generateUnknownKind 2 "generate|cube|100|x.ply" ONE_LINE_ERROR ERR "unknown KIND")
