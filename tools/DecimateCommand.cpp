@@ -103,11 +103,13 @@ bool parseSettings(int argc, char** argv, Settings& s)
     return checkOutputPath(command, s.out);
 }
 
-void printGrid(const Topology::TopologyMesh& mesh, uint64_t faces, const Settings& s)
+void printGrid(const Topology::TopologyMesh& mesh, const Settings& s)
 {
-    std::vector<GridPass> passes = plannedGridPasses(faces, *s.ratio, s.coarseGrid);
+    const uint64_t decimatable = countDecimatableFaces(mesh, s.coarseGrid);
+    std::vector<GridPass> passes = plannedGridPasses(decimatable, float(*s.ratio), s.coarseGrid);
     const Objects::Box<float> box = Utility::ComputeBoundingBox(&mesh);
     auto& out = std::wcout;
+    out << L"grid        " << decimatable << L" decimatable faces\n";
     for (size_t p = 0; p < passes.size(); ++p)
     {
         passes[p].cellsWithFaces = countCellsWithFaces(mesh, box, passes[p].level);
@@ -149,7 +151,7 @@ int runDecimate(int argc, char** argv)
             << L", max angle " << s.maxAngleDeg << L" deg, " << (s.parallel ? L"parallel" : L"serial")
             << (s.coarseGrid ? L", coarse grid" : L"") << std::fixed << L"\n";
         if (s.parallel)
-            printGrid(*mesh, inFaces, s);
+            printGrid(*mesh, s);
     }
     else
         out << L"settings    collapses " << *s.collapses << std::defaultfloat << L", error factor "

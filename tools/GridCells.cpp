@@ -1,6 +1,7 @@
 #include "tools/GridCells.h"
 
 #include <oneapi/tbb/parallel_for.h>
+#include <oneapi/tbb/parallel_reduce.h>
 
 #include <algorithm>
 #include <atomic>
@@ -9,14 +10,41 @@
 namespace Quelm::Tools
 {
 
-std::vector<GridPass> plannedGridPasses(uint64_t faces, double ratio, bool coarseGrid)
+uint64_t countDecimatableFaces(const Topology::TopologyMesh& mesh, bool coarseGrid)
+{
+    return tbb::parallel_reduce(
+        tbb::blocked_range<int>(0, int(mesh.n_faces()), 4096), uint64_t(0),
+        [&](const tbb::blocked_range<int>& range, uint64_t count)
+        {
+            for (int f = range.begin(); f != range.end(); ++f)
+            {
+                const Topology::TopologyMesh::FaceHandle fh(f);
+                const auto& status = mesh.status(fh);
+                if (status.deleted() || status.hidden() || status.locked())
+                    continue;
+                if (!coarseGrid)
+                    ++count;
+                else
+                    for (auto vh : mesh.fv_range(fh))
+                        if (!mesh.is_boundary(vh))
+                        {
+                            ++count;
+                            break;
+                        }
+            }
+            return count;
+        },
+        [](uint64_t a, uint64_t b) { return a + b; });
+}
+
+std::vector<GridPass> plannedGridPasses(uint64_t faces, float ratio, bool coarseGrid)
 {
     std::vector<GridPass> passes;
     if (faces == 0)
         return passes;
     const int fine = static_cast<int>(std::ceil(std::max(std::log10(double(faces)), 5.0)));
     const int coarse = fine - 3;
-    const int passCount = ratio > 0.5 ? 2 : 1;
+    const int passCount = ratio > 0.5f ? 2 : 1;
     for (int p = 0; p < passCount; ++p)
     {
         GridPass pass;

@@ -4,6 +4,7 @@
 
 #include <iomanip>
 #include <iostream>
+#include <sstream>
 #include <utility>
 #include <vector>
 
