@@ -62,16 +62,16 @@ std::wstring point(const Objects::Vector3<float>& p)
 void printText(const std::string& path, const MeshReport& r)
 {
     auto& out = std::wcout;
-    out << L"file                 " << widen(path) << L"\n"
-        << L"vertices             " << r.vertices << L"\n"
-        << L"faces                " << r.faces << L"\n"
-        << L"boundary faces       " << r.boundaryFaces << L"\n"
-        << L"selected faces       " << r.selectedFaces << L"\n"
-        << L"components           " << r.components << L"\n"
-        << L"non-manifold vertices " << (r.hasNonManifoldVertices ? L"yes" : L"no") << L"\n"
-        << L"bounding box         " << point(r.boxMin) << L" - " << point(r.boxMax) << L"\n"
-        << L"surface area         " << std::setprecision(9) << r.surfaceArea << L"\n"
-        << L"timings (s)         ";
+    out << L"file                   " << widen(path) << L"\n"
+        << L"vertices               " << r.vertices << L"\n"
+        << L"faces                  " << r.faces << L"\n"
+        << L"boundary faces         " << r.boundaryFaces << L"\n"
+        << L"selected faces         " << r.selectedFaces << L"\n"
+        << L"components             " << r.components << L"\n"
+        << L"non-manifold vertices  " << (r.hasNonManifoldVertices ? L"yes" : L"no") << L"\n"
+        << L"bounding box           " << point(r.boxMin) << L" - " << point(r.boxMax) << L"\n"
+        << L"surface area           " << std::setprecision(9) << r.surfaceArea << L"\n"
+        << L"timings (s)           ";
     out << std::fixed << std::setprecision(3);
     for (const auto& [step, seconds] : r.seconds)
         out << L" " << step << L" " << seconds;

@@ -37,7 +37,7 @@ qlm_tool_test(generateTerrain 0 "generate|terrain|20000|terrain.obj" OUT "genera
     SETUP terrain)
 
 qlm_tool_test(infoSphere 0 "info|sphere.ply" REQUIRES sphere
-    OUT "vertices +1002\nfaces +2000\nboundary faces +0\nselected faces +0\ncomponents +1\nnon-manifold vertices no")
+    OUT "vertices +1002\nfaces +2000\nboundary faces +0\nselected faces +0\ncomponents +1\nnon-manifold vertices +no")
 qlm_tool_test(infoJson 0 "info|sphere.ply|--json" REQUIRES sphere
     OUT "^{\"file\": \"sphere.ply\", \"vertices\": 1002, \"faces\": 2000, \"boundaryFaces\": 0, .*\"hasNonManifoldVertices\": false, \"boundingBox\": {\"min\": \\[-1(\\.0+)?, .*\"seconds\": {\"read\": [0-9.e-]+, .*}}\n$")
 qlm_tool_test(infoTerrainHasBoundaries 0 "info|terrain.obj" REQUIRES terrain
