@@ -131,28 +131,51 @@ private:
 
 // --- Text tokens ----------------------------------------------------------------------------------
 
-bool isSpace(char c)
+// Character classes for the scanners below, which see every byte of a text file.
+enum CharClass : uint8_t
 {
-    return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f';
+    kSpaceChar = 1,
+    kDigitChar = 2,
+};
+
+struct CharTable
+{
+    uint8_t cls[256] = {};
+    constexpr CharTable()
+    {
+        for (unsigned char c : {' ', '\t', '\r', '\v', '\f'})
+            cls[c] = kSpaceChar;
+        for (int c = '0'; c <= '9'; ++c)
+            cls[c] = kDigitChar;
+    }
+};
+constexpr CharTable kChars;
+
+inline bool isSpace(char c)
+{
+    return kChars.cls[static_cast<unsigned char>(c)] == kSpaceChar;
+}
+
+inline bool isDigit(char c)
+{
+    return kChars.cls[static_cast<unsigned char>(c)] == kDigitChar;
 }
 
 // Splits a line at white space, the way the readers' stream extraction does.
 class Tokens
 {
 public:
-    explicit Tokens(std::string_view line) : rest_(line) {}
+    explicit Tokens(std::string_view line) : p_(line.data()), end_(line.data() + line.size()) {}
     bool next(std::string_view& token)
     {
-        size_t i = 0;
-        while (i < rest_.size() && isSpace(rest_[i]))
-            ++i;
-        if (i == rest_.size())
+        while (p_ != end_ && isSpace(*p_))
+            ++p_;
+        if (p_ == end_)
             return false;
-        size_t j = i;
-        while (j < rest_.size() && !isSpace(rest_[j]))
-            ++j;
-        token = rest_.substr(i, j - i);
-        rest_ = rest_.substr(j);
+        const char* begin = p_;
+        while (p_ != end_ && !isSpace(*p_))
+            ++p_;
+        token = std::string_view(begin, static_cast<size_t>(p_ - begin));
         return true;
     }
     size_t count()
@@ -165,7 +188,8 @@ public:
     }
 
 private:
-    std::string_view rest_;
+    const char* p_;
+    const char* end_;
 };
 
 std::string_view trim(std::string_view s)
@@ -177,27 +201,31 @@ std::string_view trim(std::string_view s)
     return s;
 }
 
-bool isDigit(char c)
+// A decimal integer, optionally signed: what `>> int` reads whole.
+bool isInteger(std::string_view t)
 {
-    return c >= '0' && c <= '9';
+    const char* p = t.data();
+    const char* end = p + t.size();
+    if (p != end && (*p == '+' || *p == '-'))
+        ++p;
+    if (p == end)
+        return false;
+    for (; p != end; ++p)
+        if (!isDigit(*p))
+            return false;
+    return true;
 }
 
 // A decimal integer, optionally signed; `value` gets its magnitude (saturated) and sign.
 bool parseInteger(std::string_view t, uint64_t& value, bool& negative)
 {
-    negative = false;
-    size_t i = 0;
-    if (i < t.size() && (t[i] == '+' || t[i] == '-'))
-        negative = t[i++] == '-';
-    if (i == t.size())
+    if (!isInteger(t))
         return false;
+    negative = t[0] == '-';
     value = 0;
-    for (; i < t.size(); ++i)
-    {
-        if (!isDigit(t[i]))
-            return false;
-        value = value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + static_cast<uint64_t>(t[i] - '0');
-    }
+    for (char c : t)
+        if (isDigit(c))
+            value = value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + static_cast<uint64_t>(c - '0');
     return true;
 }
 
@@ -207,49 +235,52 @@ bool parseUnsigned(std::string_view t, uint64_t& value)
     return !t.empty() && t[0] != '+' && parseInteger(t, value, negative) && !negative;
 }
 
-// A finite decimal number that a float holds without overflow: [+-]digits[.digits][e[+-]digits].
-// "nan", "inf" and hexadecimal forms are refused: stream extraction fails on them and leaves the
-// rest of the element unread or uninitialised.
+// A finite decimal number that a float holds without overflow: [+-]digits[.digits][e[+-]digits],
+// at most about 1e38. "nan", "inf" and hexadecimal forms are refused: stream extraction fails on
+// them and leaves the rest of the element unread, its values uninitialised.
 bool isFiniteNumber(std::string_view t)
 {
-    size_t i = 0;
-    if (i < t.size() && (t[i] == '+' || t[i] == '-'))
-        ++i;
-    int64_t leadingExponent = 0;  // decimal position of the first significant digit
-    bool seenSignificant = false, seenDigit = false, afterPoint = false;
-    for (; i < t.size(); ++i)
+    const char* p = t.data();
+    const char* end = p + t.size();
+    if (p != end && (*p == '+' || *p == '-'))
+        ++p;
+    const char* intBegin = p;
+    while (p != end && isDigit(*p))
+        ++p;
+    const char* intEnd = p;
+    const char* fracBegin = p;
+    if (p != end && *p == '.')
     {
-        const char c = t[i];
-        if (isDigit(c))
-        {
-            seenDigit = true;
-            if (c != '0' && !seenSignificant)
-                seenSignificant = true;
-            if (seenSignificant && !afterPoint)
-                ++leadingExponent;
-            if (!seenSignificant && afterPoint)
-                --leadingExponent;
-        }
-        else if (c == '.' && !afterPoint)
-            afterPoint = true;
-        else
-            break;
+        fracBegin = ++p;
+        while (p != end && isDigit(*p))
+            ++p;
     }
-    if (!seenDigit)
-        return false;
-    if (i < t.size())
+    if (intEnd == intBegin && p == fracBegin)
+        return false;  // no digit at all
+    int64_t exponent = 0;
+    if (p != end)
     {
-        if (t[i] != 'e' && t[i] != 'E')
+        if (*p != 'e' && *p != 'E')
             return false;
-        uint64_t exponent = 0;
+        uint64_t magnitude = 0;
         bool negative = false;
-        if (!parseInteger(t.substr(i + 1), exponent, negative))
+        if (!parseInteger(std::string_view(p + 1, static_cast<size_t>(end - p - 1)), magnitude, negative))
             return false;
-        if (exponent > 1000)
-            return !seenSignificant;
-        leadingExponent += negative ? -static_cast<int64_t>(exponent) : static_cast<int64_t>(exponent);
+        if (negative)
+            return true;  // underflow reads as zero or a denormal
+        exponent = static_cast<int64_t>(std::min<uint64_t>(magnitude, 1000));
     }
-    return !seenSignificant || (leadingExponent <= 38 && leadingExponent >= -36);
+    // fast path: few integer digits and a small exponent cannot overflow
+    if (intEnd - intBegin + exponent <= 38)
+        return true;
+    while (intBegin != intEnd && *intBegin == '0')
+        ++intBegin;
+    if (intBegin != intEnd)
+        return (intEnd - intBegin) + exponent <= 38;
+    for (const char* f = fracBegin; f != p && isDigit(*f); ++f)
+        if (*f != '0')
+            return exponent - (f - fracBegin) <= 38;
+    return true;  // zero
 }
 
 // --- OBJ ----------------------------------------------------------------------------------------
@@ -372,9 +403,7 @@ bool checkOff(ByteSource& src)
             return false;
         for (uint64_t c = 0; c < corners; ++c)
         {
-            uint64_t index = 0;
-            bool negative = false;
-            if (!tokens.next(token) || !parseInteger(token, index, negative))
+            if (!tokens.next(token) || !isInteger(token))
                 return false;
         }
     }
@@ -393,7 +422,7 @@ bool isFinite(float x)
 
 uint32_t loadLE32(const unsigned char* p)
 {
-    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;  // one load
 }
 
 float loadFloatLE(const unsigned char* p)
@@ -441,30 +470,26 @@ bool checkAsciiStl(ByteSource& src)
     return true;
 }
 
-// Binary when the facet count at byte 80 accounts for the size exactly, whatever the first bytes
-// say (binary headers often begin with "solid" too).
-bool isExactBinaryStl(ByteSource& src, uint64_t& facets)
-{
-    if (src.left() < kStlHeaderBytes || !src.ensure(kStlHeaderBytes))
-        return false;
-    facets = loadLE32(src.data() + 80);
-    return kStlHeaderBytes + facets * kStlFacetBytes == src.left();
-}
-
+// The reader's own choice, which ReadMesh makes for it on a stream: binary when the facet count at
+// byte 80 accounts for the size exactly; else text when the file starts with "solid" (any case);
+// else binary when the size holds at least the facets counted (trailing bytes unread).
 bool checkStl(ByteSource& src)
 {
-    uint64_t facets = 0;
-    if (isExactBinaryStl(src, facets))
-        return checkBinaryStl(src, facets);
-    if (!src.ensure(std::min<uint64_t>(src.left(), 512)))
+    const uint64_t size = src.left();
+    if (!src.ensure(static_cast<size_t>(std::min<uint64_t>(size, kStlHeaderBytes))))
         return false;
-    std::string_view head(reinterpret_cast<const char*>(src.data()),
-                          static_cast<size_t>(std::min<uint64_t>(src.left(), 512)));
-    Tokens tokens(head);
-    std::string_view first;
-    if (!tokens.next(first) || first.substr(0, 5) != "solid")
-        return false;  // neither a complete binary file nor a text one
-    return checkAsciiStl(src);
+    const uint64_t facets = size >= kStlHeaderBytes ? loadLE32(src.data() + 80) : 0;
+    const bool holdsFacets = size >= kStlHeaderBytes && kStlHeaderBytes + facets * kStlFacetBytes <= size;
+    if (holdsFacets && kStlHeaderBytes + facets * kStlFacetBytes == size)
+        return checkBinaryStl(src, facets);
+    std::string start(reinterpret_cast<const char*>(src.data()),
+                      static_cast<size_t>(std::min<uint64_t>(size, 80)));
+    start.erase(0, std::min(start.size(), start.find_first_not_of(" \t\r\n")));
+    std::transform(start.begin(), start.end(), start.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    if (start.compare(0, 5, "solid") == 0)
+        return checkAsciiStl(src);
+    return holdsFacets && checkBinaryStl(src, facets);
 }
 
 // --- PLY ----------------------------------------------------------------------------------------
@@ -624,9 +649,7 @@ bool checkPlyAscii(ByteSource& src, const std::vector<PlyElement>& elements)
             return false;
         if (type.isFloat)
             return isFiniteNumber(token);
-        uint64_t value = 0;
-        bool negative = false;
-        return parseInteger(token, value, negative);
+        return isInteger(token);
     };
     for (const PlyElement& element : elements)
         for (uint64_t i = 0; i < element.count; ++i)
@@ -659,6 +682,9 @@ uint64_t loadUnsigned(const unsigned char* p, size_t bytes, bool bigEndian)
 
 bool isFiniteBinary(const unsigned char* p, const PlyType& type, bool bigEndian)
 {
+    // fast path: the exponent bits sit in the same place for either byte order once loaded
+    if (type.bytes == 4 && !bigEndian)
+        return (loadLE32(p) & 0x7f800000u) != 0x7f800000u;
     const uint64_t bits = loadUnsigned(p, type.bytes, bigEndian);
     if (type.bytes == 4)
         return (bits & 0x7f800000u) != 0x7f800000u;
@@ -821,6 +847,8 @@ public:
         nVertices_ = loadLE32(header + 4);
         nFaces_ = loadLE32(header + 8);
         nEdges_ = loadLE32(header + 12);
+        if (nVertices_ > INT32_MAX || nFaces_ > INT32_MAX || 2 * nEdges_ > INT32_MAX)
+            return false;  // beyond OpenMesh's handles
         // Every vertex needs its position: a count the file cannot hold is refused at once.
         if (nVertices_ * 12 > src_.left())
             return false;
@@ -905,17 +933,25 @@ private:
             return false;
         if (version_ < kOmHalfedgeVersion && c.entity != kVertex)
             return false;  // old files: faces may be dropped while read, so face data could overrun
+        const uint64_t scalarBytes = omScalarBytes(c);
         const uint64_t n = elementCount(c.entity) * (c.dim + 1);
+        if (n * scalarBytes > src_.left())
+            return false;
         if (c.type != kPos)
-            return n * omScalarBytes(c) <= src_.left() && src_.skip(n * omScalarBytes(c));
-        for (uint64_t i = 0; i < n; ++i)
+            return src_.skip(n * scalarBytes);
+        const PlyType scalar{"", static_cast<uint8_t>(scalarBytes), true, true, false};
+        for (uint64_t i = 0; i < n;)
         {
-            if (!src_.ensure(omScalarBytes(c)))
+            // one block at a time: positions are most of an OM file
+            const uint64_t batch = std::min<uint64_t>(n - i, kBlockBytes / scalarBytes);
+            if (!src_.ensure(static_cast<size_t>(batch * scalarBytes)))
                 return false;
-            PlyType type{"", static_cast<uint8_t>(omScalarBytes(c)), true, true, false};
-            if (!isFiniteBinary(src_.data(), type, false))
-                return false;
-            src_.consume(omScalarBytes(c));
+            const unsigned char* p = src_.data();
+            for (uint64_t k = 0; k < batch; ++k)
+                if (!isFiniteBinary(p + k * scalarBytes, scalar, false))
+                    return false;
+            src_.consume(static_cast<size_t>(batch * scalarBytes));
+            i += batch;
         }
         return true;
     }
@@ -958,15 +994,52 @@ private:
         return src_.skip(loadLE32(size));
     }
 
-    bool readIndex(unsigned bits, int64_t& value)
+    // `count` signed indices of 1, 2, 4 or 8 bytes each, appended to `out`; false when cut short
+    // or outside the 32-bit range of OpenMesh's handles.
+    bool readIndices(unsigned bits, uint64_t count, std::vector<int32_t>& out)
     {
-        const size_t bytes = size_t(1) << bits;
-        if (!src_.ensure(bytes))
+        switch (bits)
+        {
+        case 0:
+            return readIndicesOf<int8_t>(count, out);
+        case 1:
+            return readIndicesOf<int16_t>(count, out);
+        case 2:
+            return readIndicesOf<int32_t>(count, out);
+        default:
+            return readIndicesOf<int64_t>(count, out);
+        }
+    }
+
+    template <class Int>
+    bool readIndicesOf(uint64_t count, std::vector<int32_t>& out)
+    {
+        static_assert(sizeof(Int) <= 8);
+        if (count * sizeof(Int) > src_.left())
             return false;
-        const uint64_t raw = loadUnsigned(src_.data(), bytes, false);
-        src_.consume(bytes);
-        const unsigned shift = 64 - 8 * static_cast<unsigned>(bytes);
-        value = static_cast<int64_t>(raw << shift) >> shift;  // sign-extend
+        size_t at = out.size();
+        out.resize(at + static_cast<size_t>(count));
+        for (uint64_t i = 0; i < count;)
+        {
+            const size_t batch =
+                static_cast<size_t>(std::min<uint64_t>(count - i, kBlockBytes / sizeof(Int)));
+            if (!src_.ensure(batch * sizeof(Int)))
+                return false;
+            const unsigned char* p = src_.data();
+            bool inRange = true;
+            for (size_t k = 0; k < batch; ++k)
+            {
+                Int value;  // OM files are little-endian, as is every platform this builds on
+                std::memcpy(&value, p + k * sizeof(Int), sizeof(Int));
+                inRange &= value >= INT32_MIN && value <= INT32_MAX;
+                out[at + k] = static_cast<int32_t>(value);
+            }
+            if (!inRange)
+                return false;
+            src_.consume(batch * sizeof(Int));
+            at += batch;
+            i += batch;
+        }
         return true;
     }
 
@@ -980,37 +1053,25 @@ private:
             return false;
         if (c.entity == kHalfedge)
         {
-            if (seenHalfedges_ || c.dim != 2 || 6 * nEdges_ * (uint64_t(1) << c.bits) > src_.left())
+            // per halfedge: next, to-vertex, face
+            if (seenHalfedges_ || c.dim != 2)
                 return false;
             seenHalfedges_ = true;
-            halfedges_.resize(2 * nEdges_);
-            for (HalfedgeRecord& h : halfedges_)
-                if (!readIndex(c.bits, h.next) || !readIndex(c.bits, h.toVertex) ||
-                    !readIndex(c.bits, h.face))
-                    return false;
-            return true;
+            return readIndices(c.bits, 6 * nEdges_, halfedges_);
         }
         if (c.entity == kVertex)
         {
-            if (!seenPositions_ || seenVertexHalfedges_ || nVertices_ * (uint64_t(1) << c.bits) > src_.left())
+            if (!seenPositions_ || seenVertexHalfedges_)
                 return false;
             seenVertexHalfedges_ = true;
-            vertexHalfedge_.resize(nVertices_);
-            for (int64_t& h : vertexHalfedge_)
-                if (!readIndex(c.bits, h))
-                    return false;
-            return true;
+            return readIndices(c.bits, nVertices_, vertexHalfedge_);
         }
         if (c.entity == kFace)
         {
-            if (!seenHalfedges_ || seenFaces_ || nFaces_ * (uint64_t(1) << c.bits) > src_.left())
+            if (!seenHalfedges_ || seenFaces_)
                 return false;
             seenFaces_ = true;
-            faceHalfedge_.resize(nFaces_);
-            for (int64_t& h : faceHalfedge_)
-                if (!readIndex(c.bits, h))
-                    return false;
-            return true;
+            return readIndices(c.bits, nFaces_, faceHalfedge_);
         }
         return false;
     }
@@ -1050,62 +1111,59 @@ private:
             return false;
         if (nEdges_ > 0 && !seenVertexHalfedges_)
             return false;
-        const int64_t nHalfedges = static_cast<int64_t>(halfedges_.size());
+        const int64_t nHalfedges = static_cast<int64_t>(2 * nEdges_);
         const int64_t nVertices = static_cast<int64_t>(nVertices_);
         const int64_t nFaces = static_cast<int64_t>(nFaces_);
-        std::vector<uint8_t> seenAsNext(halfedges_.size(), 0);
-        std::vector<uint8_t> faceCorners(faceHalfedge_.size(), 0);
+        const int32_t* he = halfedges_.data();
+        auto next = [&](int64_t h) { return he[3 * h]; };
+        auto toVertex = [&](int64_t h) { return he[3 * h + 1]; };
+        auto face = [&](int64_t h) { return he[3 * h + 2]; };
+        std::vector<uint8_t> seenAsNext(static_cast<size_t>(nHalfedges), 0);
+        std::vector<uint8_t> faceCorners(static_cast<size_t>(nFaces), 0);
+        std::vector<uint8_t> hasOutgoing(static_cast<size_t>(nVertices), 0);
         for (int64_t h = 0; h < nHalfedges; ++h)
         {
-            const HalfedgeRecord& r = halfedges_[static_cast<size_t>(h)];
-            if (r.next < 0 || r.next >= nHalfedges || r.toVertex < 0 || r.toVertex >= nVertices ||
-                r.face < -1 || r.face >= nFaces)
+            const int64_t n = next(h), v = toVertex(h), f = face(h);
+            if (n < 0 || n >= nHalfedges || v < 0 || v >= nVertices || f < -1 || f >= nFaces)
                 return false;
-            if (seenAsNext[static_cast<size_t>(r.next)]++)
+        }
+        for (int64_t h = 0; h < nHalfedges; ++h)  // every index is in range from here on
+        {
+            const int64_t n = next(h), v = toVertex(h), f = face(h);
+            if (seenAsNext[static_cast<size_t>(n)]++)
                 return false;  // two halfedges with the same successor
-            const HalfedgeRecord& next = halfedges_[static_cast<size_t>(r.next)];
-            const int64_t nextFrom = halfedges_[static_cast<size_t>(r.next ^ 1)].toVertex;
-            if (nextFrom != r.toVertex || next.face != r.face)
-                return false;
-            if (halfedges_[static_cast<size_t>(h ^ 1)].toVertex == r.toVertex)
+            if (toVertex(n ^ 1) != v || face(n) != f)
+                return false;  // the successor must leave this halfedge's end, in the same face
+            if (toVertex(h ^ 1) == v)
                 return false;  // an edge from a vertex to itself
-            if (r.face >= 0 && ++faceCorners[static_cast<size_t>(r.face)] > 3)
+            if (f >= 0 && ++faceCorners[static_cast<size_t>(f)] > 3)
                 return false;
+            hasOutgoing[static_cast<size_t>(toVertex(h ^ 1))] = 1;
         }
         for (int64_t f = 0; f < nFaces; ++f)
         {
             const int64_t h = faceHalfedge_[static_cast<size_t>(f)];
-            if (faceCorners[static_cast<size_t>(f)] != 3 || h < 0 || h >= nHalfedges ||
-                halfedges_[static_cast<size_t>(h)].face != f)
+            if (faceCorners[static_cast<size_t>(f)] != 3 || h < 0 || h >= nHalfedges || face(h) != f)
                 return false;
         }
-        std::vector<uint8_t> hasOutgoing(vertexHalfedge_.size(), 0);
-        for (int64_t h = 0; h < nHalfedges; ++h)
-            if (!hasOutgoing.empty())
-                hasOutgoing[static_cast<size_t>(halfedges_[static_cast<size_t>(h ^ 1)].toVertex)] = 1;
         for (int64_t v = 0; v < static_cast<int64_t>(vertexHalfedge_.size()); ++v)
         {
             const int64_t h = vertexHalfedge_[static_cast<size_t>(v)];
             if (h == -1 && !hasOutgoing[static_cast<size_t>(v)])
                 continue;
-            if (h < 0 || h >= nHalfedges || halfedges_[static_cast<size_t>(h ^ 1)].toVertex != v)
+            if (h < 0 || h >= nHalfedges || toVertex(h ^ 1) != v)
                 return false;
         }
         return true;
     }
-
-    struct HalfedgeRecord
-    {
-        int64_t next = -1, toVertex = -1, face = -1;
-    };
 
     ByteSource& src_;
     unsigned char meshKind_ = 0;
     uint8_t version_ = 0;
     uint64_t nVertices_ = 0, nFaces_ = 0, nEdges_ = 0;
     bool seenPositions_ = false, seenHalfedges_ = false, seenVertexHalfedges_ = false, seenFaces_ = false;
-    std::vector<HalfedgeRecord> halfedges_;
-    std::vector<int64_t> vertexHalfedge_, faceHalfedge_;
+    std::vector<int32_t> halfedges_;  // next, to-vertex, face of each halfedge in turn
+    std::vector<int32_t> vertexHalfedge_, faceHalfedge_;
 };
 
 bool checkOm(ByteSource& src)
@@ -1151,22 +1209,6 @@ bool MeshFileGuard::accepts(std::istream& in, const std::string& extension)
     ByteSource src(in, static_cast<uint64_t>(size));
     const bool accepted = format->check(src);
     return rewind(in) && accepted;
-}
-
-bool MeshFileGuard::isBinaryStl(std::istream& in)
-{
-    in.clear();
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    if (size < 0 || !rewind(in))
-    {
-        rewind(in);
-        return false;
-    }
-    ByteSource src(in, static_cast<uint64_t>(size));
-    uint64_t facets = 0;
-    const bool binary = isExactBinaryStl(src, facets);
-    return rewind(in) && binary;
 }
 
 }  // namespace Quelm::Topology

@@ -27,10 +27,10 @@ namespace Quelm::Topology
 //   an element counted but without properties; data cut short; a face list longer than 1024
 //   (other lists likewise) or negative; text values that are not numbers (non-finite included);
 //   binary vertex x, y, z that are NaN or infinite.
-// - STL: binary (84 + 50 n bytes exactly, n being the count at byte 80) with a NaN or infinite
-//   corner; otherwise text, which must begin with "solid" and whose "vertex" and "facet normal"
-//   lines carry exactly three finite numbers. A binary file whose count disagrees with its size
-//   is refused.
+// - STL, told apart as ReadMesh does (binary at exactly 84 + 50 n bytes, n the count at byte 80;
+//   else text when it begins with "solid"; else binary when it holds at least n facets): binary
+//   with a NaN or infinite corner, or fewer bytes than its count needs; text whose "vertex" or
+//   "facet normal" lines do not carry exactly three finite numbers.
 // - OM: a header without "OM", a mesh kind other than T, Q, P, a version newer than 2.2, a vertex
 //   count whose positions the file cannot hold; an unknown entity or chunk type; a chunk whose
 //   component count or scalar size the reader would assert on; data for elements not yet
@@ -49,11 +49,6 @@ public:
     // rewound to it. O(file size): reads every byte once, allocates little beyond one 1 MB
     // block (OM: the file's halfedge lists, to check them).
     static bool accepts(std::istream& in, const std::string& extension);
-
-    // True when `in` holds a binary STL file (84 + 50 n bytes, n the facet count at byte 80):
-    // the STL reader must then be asked for binary input, as it reads a stream as text by
-    // default. The stream is left rewound to its start.
-    static bool isBinaryStl(std::istream& in);
 };
 
 }  // namespace Quelm::Topology
