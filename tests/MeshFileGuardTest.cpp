@@ -1,18 +1,22 @@
 #include "topology/MeshFileGuard.h"
 
 #include "support/TestMeshes.h"
+#include "topology/OpenMeshUtility.h"
 
 #include <OpenMesh/Core/IO/MeshIO.hh>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <limits>
 #include <random>
 #include <sstream>
 #include <string>
 
 using Quelm::Topology::MeshFileGuard;
+using Quelm::Topology::OpenMeshUtility;
 
 namespace
 {
@@ -414,4 +418,146 @@ TEST(MeshFileGuardOm, OldFilesListFacesByVertex)
     Bytes faceStatus = ok;
     faceStatus.u16(omChunk(2, 3, false, 0, 0)).u32(0);
     EXPECT_FALSE(accepts(faceStatus.s, ".om"));
+}
+
+namespace
+{
+
+// What the rest of the library assumes of a mesh it is given: finite points, triangles of three
+// distinct live vertices, and vertex rings that close within the number of halfedges.
+::testing::AssertionResult isSane(const OpenMeshUtility::Mesh& mesh)
+{
+    for (auto vh : mesh.vertices())
+    {
+        const auto& p = mesh.point(vh);
+        if (!std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2]))
+            return ::testing::AssertionFailure() << "point " << vh.idx() << " is not finite";
+        size_t steps = 0;
+        for (auto heh : mesh.voh_range(vh))
+        {
+            if (mesh.from_vertex_handle(heh) != vh || ++steps > mesh.n_halfedges())
+                return ::testing::AssertionFailure() << "ring of vertex " << vh.idx() << " is broken";
+        }
+    }
+    for (auto fh : mesh.faces())
+    {
+        std::vector<int> corners;
+        for (auto vh : mesh.fv_range(fh))
+        {
+            if (!vh.is_valid() || static_cast<size_t>(vh.idx()) >= mesh.n_vertices() || corners.size() > 3)
+                return ::testing::AssertionFailure() << "face " << fh.idx() << " has a bad corner";
+            corners.push_back(vh.idx());
+        }
+        if (corners.size() != 3 || corners[0] == corners[1] || corners[1] == corners[2] ||
+            corners[0] == corners[2])
+            return ::testing::AssertionFailure() << "face " << fh.idx() << " is not a triangle";
+    }
+    return ::testing::AssertionSuccess();
+}
+
+struct HostileFile
+{
+    const char* name;
+    std::string bytes;
+    bool mayRead;  // a sane (possibly partial) mesh is acceptable; otherwise ReadMesh must give null
+};
+
+std::vector<HostileFile> hostileFiles()
+{
+    Bytes om = omTriangle();
+    std::string brokenOm = om.s;
+    brokenOm[16 + 2 + 36 + 2] = 100;  // a successor out of range: the reader's own assertion
+    Bytes omDim2;
+    omDim2.raw("OMT").u8(0x42).u32(3).u32(0).u32(0).u16(omChunk(0, 0, true, 1, 0)).raw(std::string(24, '\0'));
+    std::mt19937 random(11);
+    std::string noise(2048, '\0');
+    for (char& c : noise)
+        c = static_cast<char>(random());
+    return {
+        {"unknown-ply-property.ply", replaced(kPly, "end_header", "foo bar\nend_header"), false},
+        {"unknown-ply-type.ply", replaced(kPly, "property float z", "property float128 z"), false},
+        {"truncated-ply-header.ply", "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\n", false},
+        {"huge-ply-count.ply", replaced(kPly, "vertex 3", "vertex 4000000000"), false},
+        {"huge-ply-list.ply", replaced(replaced(kPly, "uchar int", "int int"), "3 0 1 2", "2000000000 0 1 2"),
+         false},
+        {"om-bad-chunk.om", omDim2.s, false},
+        {"om-bad-topology.om", brokenOm, false},
+        {"huge-off-count.off", "OFF\n3 4000000000 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n", false},
+        {"off-without-counts.off", "OFF BINARY\n", false},
+        {"off-runaway-face.off", replaced(kOff, "3 2 0 3", "4000000000 2 0 3"), false},
+        {"off-cut-mid-line.off", kOff.substr(0, kOff.size() - 4), false},
+        {"off-nan.off", replaced(kOff, "0 0 1\n", "nan 0 inf\n"), false},
+        {"stl-count-too-big.stl", binaryStl(4000000000u, {0, 0, 0, 1, 0, 0, 0, 1, 0}).s, false},
+        {"stl-nan.stl", binaryStl(1, {0, 0, 0, kNaN, 0, 0, 0, 1, 0}).s, false},
+        {"obj-million-corners.obj", kObj + polygon("f", 1000000, false), false},
+        {"obj-nan.obj", kObj + "v nan 0 0\n", false},
+        {"noise.off", noise, false},
+        {"noise.ply", noise, false},
+        {"noise.stl", noise, false},
+        {"noise.om", noise, false},
+        {"noise.obj", noise, true},
+        {"obj-bad-indices.obj", kObj + "f 1 2 99\nf -1 -2 -3\nf 0 1 2\nf 1 1 2\n", true},
+        {"off-bad-indices.off", replaced(kOff, "3 2 0 3", "3 2 0 -3"), true},
+        {"ply-bad-indices.ply", replaced(kPly, "3 0 1 2", "3 0 7 -2"), true},
+        {"stl-cut-mid-line.stl", kStl.substr(0, kStl.find("vertex 0 1") + 8), true},
+        {"ply-extra-element.ply",
+         replaced(kPly, "end_header", "element edge 1\nproperty list uchar int e\nend_header") + "2 0 1\n",
+         true},
+        {"om-triangle.om", om.s, true},
+    };
+}
+
+}  // namespace
+
+// Each class of malformed file a host may be handed reads as null or as a sane mesh, without
+// hanging, aborting or allocating what the file cannot back.
+TEST(HostileFiles, ReadAsNullOrSaneMesh)
+{
+    test::TempDir dir;
+    for (const HostileFile& file : hostileFiles())
+    {
+        {
+            std::ofstream out(dir.file(file.name), std::ios::binary);
+            out.write(file.bytes.data(), static_cast<std::streamsize>(file.bytes.size()));
+        }
+        std::unique_ptr<OpenMeshUtility::Mesh> mesh(OpenMeshUtility::ReadMesh(dir.wfile(file.name).c_str()));
+        if (!file.mayRead)
+        {
+            EXPECT_EQ(mesh, nullptr) << file.name;
+            EXPECT_FALSE(OpenMeshUtility::ReadToRawMesh(dir.wfile(file.name).c_str())) << file.name;
+        }
+        else if (mesh)
+        {
+            EXPECT_TRUE(isSane(*mesh)) << file.name;
+        }
+    }
+}
+
+TEST(HostileFiles, BadIndicesDropOnlyTheirFaces)
+{
+    test::TempDir dir;
+    const auto path = dir.file("bad.obj");
+    {
+        std::ofstream out(path, std::ios::binary);
+        out << kObj << "f 1 2 99\nf -9 1 2\nf 0 1 2\n";  // past the end, before the start, zero
+    }
+    std::unique_ptr<OpenMeshUtility::Mesh> mesh(OpenMeshUtility::ReadMesh(path.wstring().c_str()));
+    ASSERT_NE(mesh, nullptr);
+    EXPECT_EQ(mesh->n_vertices(), 4u);
+    EXPECT_EQ(mesh->n_faces(), 4u);
+    EXPECT_TRUE(isSane(*mesh));
+}
+
+TEST(HostileFiles, EveryFormatRoundTripsThroughTheGuard)
+{
+    test::TempDir dir;
+    for (const char* name : {"t.obj", "t.off", "t.ply", "t.stl", "t.om"})
+    {
+        auto tet = test::makeTetrahedron();
+        ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile(name).c_str(), tet.get(), true)) << name;
+        std::unique_ptr<OpenMeshUtility::Mesh> mesh(OpenMeshUtility::ReadMesh(dir.wfile(name).c_str()));
+        ASSERT_NE(mesh, nullptr) << name;
+        EXPECT_EQ(mesh->n_faces(), 4u) << name;
+        EXPECT_TRUE(isSane(*mesh)) << name;
+    }
 }
