@@ -155,6 +155,10 @@ TEST(MeshFileGuardObj, ChecksVertexNumbersFaceSizesAndMaterialNames)
     EXPECT_FALSE(accepts(kObj + polygon("f", 1025, false), ".obj"));
     // Out-of-range and negative indices are left to the importer, which drops such faces.
     EXPECT_TRUE(accepts(kObj + "f 1 2 99\nf -1 -2 -3\nf 0 1 2\n", ".obj"));
+    EXPECT_TRUE(accepts(kObj + "f 1/1/1 2//1 3/2 +4\n", ".obj"));
+    // A corner without its vertex index trips an assertion in the reader.
+    for (const char* bad : {"f /5 4//4\n", "f /1/1 2 3\n", "f 1 2 /1\n", "f x 1 2\n", "f - 1 2\n"})
+        EXPECT_FALSE(accepts(kObj + bad, ".obj")) << bad;
     EXPECT_TRUE(accepts("mtllib model.mtl\n" + kObj, ".obj"));
     for (const char* bad : {"mtllib /dev/zero\n", "mtllib ../../../dev/zero\n", "mtllib C:\\x.mtl\n"})
         EXPECT_FALSE(accepts(bad + kObj, ".obj")) << bad;
@@ -491,6 +495,7 @@ std::vector<HostileFile> hostileFiles()
         {"stl-nan.stl", binaryStl(1, {0, 0, 0, kNaN, 0, 0, 0, 1, 0}).s, false},
         {"obj-million-corners.obj", kObj + polygon("f", 1000000, false), false},
         {"obj-nan.obj", kObj + "v nan 0 0\n", false},
+        {"obj-corner-without-vertex.obj", kObj + "vt 0 0\nf /1 2 3\n", false},  // found by fuzzing
         {"noise.off", noise, false},
         {"noise.ply", noise, false},
         {"noise.stl", noise, false},

@@ -315,8 +315,15 @@ bool checkObj(ByteSource& src)
         }
         else if (keyword == "f")
         {
-            if (tokens.count() > kMaxFaceCorners)
-                return false;
+            // Every corner starts with its vertex index: a corner like "/5" makes the reader
+            // attach a texture coordinate to a vertex it does not have, and assert.
+            size_t corners = 0;
+            for (; tokens.next(token); ++corners)
+            {
+                const size_t digit = token[0] == '-' || token[0] == '+' ? 1 : 0;
+                if (digit >= token.size() || !isDigit(token[digit]) || corners >= kMaxFaceCorners)
+                    return false;
+            }
         }
         else if (keyword == "mtllib")
         {

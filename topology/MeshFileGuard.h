@@ -13,7 +13,7 @@ namespace Quelm::Topology
 // - every format: a stream whose size cannot be taken; an extension other than the five below.
 // - OBJ: a "v" or "vn" line with fewer than 3 numbers, a "vt" line with none, any non-numeric,
 //   non-finite or float-overflowing value on those lines ("nan", "inf", "1e99"); a face ("f")
-//   with more than 1024 corners; an "mtllib" name that is absolute or contains "..".
+//   with more than 1024 corners or a corner that does not begin with a vertex index ("/5"); an "mtllib" name that is absolute or contains "..".
 // - OFF: a first line other than [ST][C][N]OFF (so binary, 4-D and n-D files); a counts line not
 //   exactly three unsigned 32-bit integers; counts the remaining bytes cannot hold (2 bytes a
 //   number, 2 a face); fewer vertex or face lines than counted (truncation); a vertex line with
