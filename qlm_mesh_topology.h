@@ -19,3 +19,8 @@
 #include "engine/Material.h"
 #include "topology/OpenMeshUtility.h"
 #include "topology/OxmOMTopology.h"
+#include "color/ClrHSV.h"
+#include "color/ClrRGB.h"
+#include "color/ColorUtility.h"
+#include "color/ImageUtils.h"
+#include "region/MeshRegion.h"
