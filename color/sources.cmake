@@ -6,5 +6,6 @@ set(QLM_COLOR_SOURCES
     color/ColorUtilityHSV.cpp
     color/ColorUtilityPixels.cpp
     color/ImageFile.cpp
+    color/ObjFile.cpp
     color/ImageUtils.cpp)
 list(APPEND QLM_TOPOLOGY_PRIVATE_LIBS PNG::PNG JPEG::JPEG)
