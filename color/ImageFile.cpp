@@ -12,6 +12,8 @@
 // jpeglib.h needs FILE and size_t declared before it.
 #include <jpeglib.h>
 
+#include <jerror.h>
+
 namespace Quelm::Topology
 {
 namespace
@@ -140,6 +142,7 @@ struct JpegError
     jpeg_error_mgr manager;  // first member: libjpeg hands back a pointer to it
     std::jmp_buf jump;
     char message[JMSG_LENGTH_MAX];
+    bool truncated;
 };
 
 void jpegErrorExit(j_common_ptr info)
@@ -150,6 +153,14 @@ void jpegErrorExit(j_common_ptr info)
 }
 
 void jpegSilence(j_common_ptr) {}
+
+// Warnings are not printed; the one that matters, a file that ends before its image data does
+// (libjpeg then pads the picture with grey), is remembered so that the read can fail.
+void jpegNoteWarning(j_common_ptr info, int level)
+{
+    if (level < 0 && info->err->msg_code == JWRN_JPEG_EOF)
+        reinterpret_cast<JpegError*>(info->err)->truncated = true;
+}
 
 struct JpegReader
 {
@@ -170,6 +181,7 @@ bool jpegReadHeader(JpegReader& reader, std::FILE* file, unsigned& width, unsign
     reader.info.err = jpeg_std_error(&reader.err.manager);
     reader.err.manager.error_exit = jpegErrorExit;
     reader.err.manager.output_message = jpegSilence;
+    reader.err.manager.emit_message = jpegNoteWarning;
     if (setjmp(reader.err.jump))
         return false;
     jpeg_create_decompress(&reader.info);
@@ -223,6 +235,11 @@ std::shared_ptr<vsk::Image> loadJpeg(std::FILE* file, const std::filesystem::pat
     if (!jpegReadRows(reader, *image))
     {
         setError(error, path, std::string("bad JPEG file: ") + reader.err.message);
+        return nullptr;
+    }
+    if (reader.err.truncated)
+    {
+        setError(error, path, "truncated JPEG file");
         return nullptr;
     }
     return image;

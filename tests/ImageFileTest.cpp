@@ -201,8 +201,10 @@ TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReason)
     const std::string good = makePng(4, 4, 8, 2, std::vector<std::string>(4, std::string(12, '\x40')));
     std::string hugeHeader = makePng(100000, 100000, 8, 2, {std::string(12, '\x40')});
     std::string badCrc = good;
-    badCrc[29] ^= 0x55;  // inside the IHDR CRC
-    vsk::Image jpegSource(8, 8, 3);
+    badCrc[29] ^= 0x55;                // inside the IHDR CRC
+    vsk::Image jpegSource(64, 64, 3);  // noise: most of the file is image data
+    for (size_t i = 0; i < jpegSource.Buffer().size(); ++i)
+        jpegSource.Buffer()[i] = static_cast<unsigned char>((i * 2654435761u) >> 13);
     ASSERT_TRUE(ImageFile::SaveJpeg(jpegSource, dir.file("ok.jpg")));
     std::ifstream in(dir.file("ok.jpg"), std::ios::binary);
     const std::string jpeg((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -219,6 +221,7 @@ TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReason)
         {"png-bad-depth", makePng(2, 2, 3, 2, {std::string(6, 'a'), std::string(6, 'a')})},
         {"jpeg-magic-only", "\xff\xd8\xff"},
         {"jpeg-cut-in-header", jpeg.substr(0, 40)},
+        {"jpeg-cut-in-data", jpeg.substr(0, jpeg.size() / 2)},
     };
     for (const auto& [name, bytes] : cases)
     {
