@@ -6,6 +6,7 @@
 #include "common/oxmvertex.h"
 
 #include <gtest/gtest.h>
+
 #include <map>
 
 using namespace Quelm::Objects;
@@ -80,9 +81,9 @@ TEST(WeldKey, SameVertexExactlyWhenPositionFlagAndCoordinateMatch)
 {
     std::map<oxmvertex, int> weld;
     weld[oxmvertex({1, 2, 3}, {0, 0}, 0)] = 1;
-    weld[oxmvertex({1, 2, 3}, {0, 0}, 1)] = 2;    // flag differs
-    weld[oxmvertex({1, 2, 3}, {0.5f, 0}, 1)] = 3; // coordinate differs
-    weld[oxmvertex({1, 2, 3}, {0, 0}, 0)] = 4;    // same as the first
+    weld[oxmvertex({1, 2, 3}, {0, 0}, 1)] = 2;     // flag differs
+    weld[oxmvertex({1, 2, 3}, {0.5f, 0}, 1)] = 3;  // coordinate differs
+    weld[oxmvertex({1, 2, 3}, {0, 0}, 0)] = 4;     // same as the first
     EXPECT_EQ(weld.size(), 3u);
     EXPECT_EQ(weld.begin()->second, 4);  // without coordinate comes first at equal positions
     oxmvertexHash hash;
@@ -94,7 +95,9 @@ TEST(StringConversion, RoundTripsNonAsciiAndKeepsStrayBytes)
     const std::wstring w = L"caf\u00e9/\u6a21\u578b\U0001F600.obj";
     EXPECT_EQ(Util::ConvertToWchar(Util::ConvertToChar(w)), w);
     EXPECT_EQ(Util::ConvertToChar(L"plain.ply"), "plain.ply");
-    EXPECT_EQ(Util::ConvertToWchar(std::string("a\xff" "b")), std::wstring(L"a\u00ffb"));
+    EXPECT_EQ(Util::ConvertToWchar(std::string("a\xff"
+                                               "b")),
+              std::wstring(L"a\u00ffb"));
     EXPECT_EQ(Util::ConvertToWchar(std::string("\xe6\xa8")), std::wstring(L"\u00e6\u00a8"));  // cut sequence
 }
 

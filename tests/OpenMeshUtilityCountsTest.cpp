@@ -59,7 +59,7 @@ TEST(MeshCounts, FaceWithAllVerticesOnTheBoundaryButNoBoundaryEdgeIsInterior)
 
 TEST(MeshCounts, SelectionComesFromVerticesNotFromTheFaceBit)
 {
-    auto mesh = test::makeGrid(1, 1);  // faces (0,1,3) and (0,3,2)
+    auto mesh = test::makeGrid(1, 1);                       // faces (0,1,3) and (0,3,2)
     mesh->status(*mesh->faces_begin()).set_selected(true);  // face bit alone: not selected
     EXPECT_EQ(OpenMeshUtility::GetSelectedFaceCount(*mesh), 0u);
     mesh->status(OpenMesh::VertexHandle(1)).set_selected(true);  // only in the first face
