@@ -22,5 +22,7 @@
 #include "color/ClrHSV.h"
 #include "color/ClrRGB.h"
 #include "color/ColorUtility.h"
+#include "color/ImageFile.h"
 #include "color/ImageUtils.h"
+#include "color/ObjFile.h"
 #include "region/MeshRegion.h"
