@@ -38,4 +38,5 @@
 #include "color/ImageFile.h"
 #include "color/ImageUtils.h"
 #include "color/ObjFile.h"
+#include "color/TexturedObj.h"
 #include "region/MeshRegion.h"

@@ -5,7 +5,9 @@ set(QLM_COLOR_SOURCES
     color/ColorUtilityAdjust.cpp
     color/ColorUtilityHSV.cpp
     color/ColorUtilityPixels.cpp
+    color/ColorUtilityTriangle.cpp
     color/ImageFile.cpp
+    color/ImageUtils.cpp
     color/ObjFile.cpp
-    color/ImageUtils.cpp)
+    color/TexturedObj.cpp)
 list(APPEND QLM_TOPOLOGY_PRIVATE_LIBS PNG::PNG JPEG::JPEG)
