@@ -119,30 +119,59 @@ public:
                                                               uint32_t maxPasses);
 
     // --- Decimation and smoothing ---------------------------------------------------------------
+    //
+    // Bad meshes never crash these; results on them may be poor. Faces that OpenMesh refuses to
+    // build (duplicates, complex edges at non-manifold vertices) are left out, and OpenMesh reports
+    // them on its error log; non-manifold fans are collapsed only as far as the framework's
+    // legality tests allow; zero-area faces add zero quadrics; a NaN point gives NaN errors, which
+    // never pass the error bound, so no collapse touches it. Vertices never move: a collapse keeps
+    // one of its two points, so results stay inside the input's bounding box.
 
     // Performs up to `collapses` quadric edge collapses (0: as many as are legal). The error bound
-    // is errorFactor times the longest bounding-box axis. Returns the collapses made (0 on failure).
+    // is errorFactor times the longest bounding-box axis. With lockBoundary, boundary vertices get
+    // LOCKED (and keep it). Returns the collapses made (0 on failure or a null mesh).
     static size_t DecimateMesh(Mesh* mesh, size_t collapses, double errorFactor, double maxAngleDeg,
                                bool lockBoundary, bool garbageCollect);
-    // Removes the fraction `ratio` (clamped to [0, 1]) of the unlocked faces; boundary vertices
-    // are always locked. True when at least one collapse was made.
+    // Removes the fraction `ratio` (clamped to [0, 1]; NaN counts as 0) of the unlocked faces;
+    // isolated vertices are deleted and boundary vertices always LOCKED. True when at least one
+    // collapse was made; false at once when the face target is not positive.
     static bool DecimateMesh(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg,
                              bool garbageCollect);
     // As the ratio overload, on grid cells decimated concurrently and merged, followed by seam
-    // passes; the caller's mesh is rebuilt without degenerate faces. False when nothing is to be
-    // removed.
+    // passes. The caller's mesh is emptied and rebuilt from the result (handles change; points,
+    // vertex normals, texture coordinates and texture indices are carried; no degenerate face and
+    // no isolated vertex). The result does not depend on the thread count. Face normals are
+    // present afterwards only if they were before. False, with the mesh untouched apart from
+    // isolated vertices deleted and garbage collection, when nothing is to be removed.
     static bool DecimateMeshParallel(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg,
                                      bool garbageCollect, bool coarseGrid, bool updateNormals);
-    // Tangential Laplacian smoothing with uniform weights; always true.
+    // Tangential Laplacian smoothing with uniform weights. Boundary vertices, their neighbours and
+    // LOCKED vertices stay; when any vertex is SELECTED only selected ones move. A negative
+    // iteration count runs none. Always true.
     static bool smoothMesh(Mesh& mesh, float tolerance, int iterations);
 
 protected:
+    // Seam pass of the parallel decimation: decimates to `targetFaces` with the absolute bound
+    // maxError, then garbage-collects. An intermediate pass (finalPass false) first LOCKs every
+    // live vertex, and so collapses nothing; its quadrics are reused and kept. The final pass
+    // rebuilds the quadrics and removes them afterwards. Returns the collapses made.
     static size_t boundaryDecimate(Mesh& mesh, tbb::concurrent_vector<OpenMesh::VertexHandle>& seamVertices,
                                    size_t targetFaces, bool finalPass, double maxError, double maxAngleDeg);
+    // Meant to set or clear LOCKED on the `depth` rings around `start`; as built it changes no
+    // flag for any start vertex (invalid handles are refused).
     static void setNNeighbourRingLock(Mesh& mesh, OpenMesh::VertexHandle start, int depth, bool lock);
+    // Cuts the mesh into the cells of a gridLevel^3 grid over `box` (a face goes to the cell of
+    // one corner) and empties the source. Each cell carries points, normals, texture data and
+    // quadrics; its movable vertices are SELECTED. gridOffset is not used. Empty for a null mesh.
     static CellMap partitionMesh(Mesh* mesh, const Objects::Box<float>& box, float gridLevel,
                                  float gridOffset, bool coarseGrid);
+    // Decimates one cell to `targetFaces` with its boundary and unselected vertices LOCKED, reusing
+    // the quadrics it carries, then garbage-collects. Returns the collapses made.
     static size_t partitionDecimate(Mesh& cell, size_t targetFaces, double maxError, double maxAngleDeg);
+    // Appends the cell's faces to `merged`. Cell-boundary vertices are welded through `weldMap`
+    // (their quadrics add up); a new one is appended to `seamVertices` and SELECTED. A face whose
+    // edge another cell already used on that side gets its own corner copies (a crack, not a hole);
+    // faces OpenMesh still refuses are left out. The caller serialises calls on one merged mesh.
     static void mergePartitionMesh(Mesh& merged, tbb::concurrent_vector<OpenMesh::VertexHandle>& seamVertices,
                                    WeldMap& weldMap, Mesh& cell, bool coarseGrid);
 };
