@@ -122,6 +122,8 @@ TEST(AddRawMesh, DropsTrianglesWithRepeatedOrWeldedCorners)
     ASSERT_TRUE(OpenMeshUtility::AddRawMesh(&mesh, &raw, nullptr, nullptr, nullptr));
     EXPECT_EQ(mesh.n_vertices(), 4u);
     EXPECT_EQ(mesh.n_faces(), 2u);
+    for (auto vh : mesh.vertices())  // no raw normals: zero, never uninitialised
+        EXPECT_EQ(mesh.normal(vh), OpenMesh::Vec3f(0, 0, 0));
 }
 
 TEST(AddRawMesh, CopiesTangentFramesIntoNamedProperties)

@@ -27,6 +27,7 @@ std::unique_ptr<test::Mesh> makeUnitRightTriangle()
 TEST(TransformMesh, TranslationMovesPointsButNotNormals)
 {
     auto mesh = test::makeGrid(2, 2);
+    mesh->request_face_normals();  // vertex normals are summed from face normals
     mesh->update_normals();
     const OpenMesh::Vec3f normalBefore = mesh->normal(OpenMesh::VertexHandle(4));
     mesh->delete_vertex(OpenMesh::VertexHandle(0), false);  // deleted: left where it is
@@ -39,6 +40,7 @@ TEST(TransformMesh, TranslationMovesPointsButNotNormals)
 TEST(TransformMesh, NonUniformScaleLeavesNormalsUnnormalised)
 {
     auto mesh = test::makeTetrahedron();
+    mesh->request_face_normals();  // vertex normals are summed from face normals
     mesh->update_normals();
     OpenMeshUtility::TransformMesh(*mesh, Matrix4<float>::scale(2, 1, 5));
     EXPECT_EQ(mesh->point(OpenMesh::VertexHandle(3)), OpenMesh::Vec3f(0, 0, 5));

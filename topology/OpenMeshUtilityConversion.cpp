@@ -145,7 +145,9 @@ bool OpenMeshUtility::AddRawMesh(Mesh* mesh, Objects::RawMesh* raw, const WeldMa
 
     // Vertices. A new vertex's handle index is n_vertices() before add_vertex, so the table can
     // be probed and filled in one step.
-    auto* normals = hasNormals ? &mesh->property(mesh->vertex_normals_pph()) : nullptr;
+    // Without raw normals a new vertex's normal is zeroed ("no normal"): OpenMesh would leave it
+    // uninitialised, and ToModel and the writers pass it on.
+    auto* normals = mesh->has_vertex_normals() ? &mesh->property(mesh->vertex_normals_pph()) : nullptr;
     std::vector<OpenMesh::VertexHandle> handleOf(positionCount);
     VertexWeldTable<int> welded(positionCount);
     const bool isSeeded = weldMap && !weldMap->empty();
@@ -183,9 +185,9 @@ bool OpenMeshUtility::AddRawMesh(Mesh* mesh, Objects::RawMesh* raw, const WeldMa
             continue;
         const auto vh = mesh->add_vertex(Mesh::Point(p.x, p.y, p.z));
         assert(vh.idx() == next);
-        if (hasNormals)
+        if (normals)
         {
-            const Vector3<float>& n = raw->normalAt(i);
+            const Vector3<float>& n = hasNormals ? raw->normalAt(i) : Vector3<float>();
             (*normals)[vh.idx()] = Mesh::Normal(n.x, n.y, n.z);
         }
         if (hasTexCoords)

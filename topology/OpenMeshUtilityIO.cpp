@@ -97,6 +97,17 @@ bool hasOnlyFinitePoints(const Mesh& mesh)
     return true;
 }
 
+// Readers fill vertex normals only when asked to (ReadMesh asks for nothing), and OpenMesh's
+// vector type leaves a new vertex's normal uninitialised: without this, whatever the heap held
+// would reach ToModel's raw meshes and written files. Zero means "no normal".
+void zeroVertexNormals(Mesh& mesh)
+{
+    if (!mesh.has_vertex_normals())
+        return;
+    for (size_t i = 0; i < mesh.n_vertices(); ++i)
+        mesh.set_normal(OpenMesh::VertexHandle(static_cast<int>(i)), Mesh::Normal(0.0f, 0.0f, 0.0f));
+}
+
 // OpenMesh's importer keys "TextureMapping" by int; the library keys it by the 8-bit texture
 // index that faces store. Converts what the importer left, so that one property of one type
 // remains; an index cut to the same 8 bits as a lower one overwrites it, as in AddRawMesh.
@@ -230,6 +241,8 @@ OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path)
     in.close();
     if (!isRead || !hasOnlyFinitePoints(*mesh))
         return nullptr;
+    if (!options.vertex_has_normal())  // OpenMesh leaves the normals of new vertices uninitialised
+        zeroVertexNormals(*mesh);
 
     convertImportedTextureMapping(*mesh);
     SetMeshPath(mesh.get(), widePath);
