@@ -87,7 +87,7 @@ TEST(ParallelDecimation, SameResultWithOneThreadAndWithMany)
     auto run = [](size_t threads, bool coarse)
     {
         tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-        auto mesh = test::makeTerrain(80, 80);
+        auto mesh = test::makeTerrain(48, 48);
         OpenMeshUtility::DecimateMeshParallel(mesh.get(), 0.8f, 0.1, 60.0, true, coarse, false);
         return points(*mesh);
     };

@@ -97,6 +97,19 @@ inline void updateVertexNormalsParallel(DecimationMesh& mesh)
                       });
 }
 
+// True when a face (v0, v1, v2) cannot be added because one of its directed edges already has a
+// face on that side (OpenMesh would refuse it as a complex edge, with a message).
+inline bool hasSidedEdge(const DecimationMesh& mesh, const OpenMesh::VertexHandle (&v)[3])
+{
+    for (int k = 0; k < 3; ++k)
+    {
+        const auto heh = mesh.find_halfedge(v[k], v[(k + 1) % 3]);
+        if (heh.is_valid() && !mesh.is_boundary(heh))
+            return true;
+    }
+    return false;
+}
+
 // What a decimating operation asks beyond the defaults.
 struct DecimaterOptions
 {

@@ -142,6 +142,27 @@ void weldRecord(const Mesh& mesh, const Grid& grid, int cell, bool coarseGrid, O
                 record.movableVertices.push_back(local);
 }
 
+// Gives the face `src` new cell vertices (copies of its source corners, not movable) in `v`.
+void copyCorners(const Mesh& mesh, OpenMesh::FaceHandle src, Mesh& cell, OpenMesh::VertexHandle (&v)[3])
+{
+    const bool hasTexCoords = mesh.has_vertex_texcoords2D() && cell.has_vertex_texcoords2D();
+    const bool hasQuadrics = mesh.quadricHandle.is_valid();
+    int k = 0;
+    for (auto corner : mesh.fv_range(src))
+    {
+        if (k == 3)
+            break;
+        const auto vh = cell.add_vertex(mesh.point(corner));
+        cell.set_normal(vh, mesh.normal(corner));
+        if (hasTexCoords)
+            cell.set_texcoord2D(vh, mesh.texcoord2D(corner));
+        cell.property(cell.quadricHandle, vh) =
+            hasQuadrics ? mesh.property(mesh.quadricHandle, corner) : Quadric();
+        cell.status(vh).set_selected(false);
+        v[k++] = vh;
+    }
+}
+
 // Builds the cell's mesh from its record: points, normals, texture coordinates and quadrics of
 // the vertices, SELECTED on the movable ones, then the faces with their normals and texture
 // indices. A face that OpenMesh refuses (a complex edge after welding) is left out.
@@ -183,11 +204,22 @@ void buildCell(const Mesh& mesh, const OpenMeshPartition& record, bool coarseGri
         const int* c = &record.corners[3 * i];
         if (c[0] == c[1] || c[1] == c[2] || c[0] == c[2])
             continue;  // two corners welded into one: nothing to add
-        const auto fh = cell.add_face(OpenMesh::VertexHandle(c[0]), OpenMesh::VertexHandle(c[1]),
-                                      OpenMesh::VertexHandle(c[2]));
+        const OpenMesh::FaceHandle src(record.faces[i]);
+        OpenMesh::VertexHandle v[3] = {OpenMesh::VertexHandle(c[0]), OpenMesh::VertexHandle(c[1]),
+                                       OpenMesh::VertexHandle(c[2])};
+        // Welding by key can join coincident vertices so that an edge gets a second face on one
+        // side (a complex edge): such a face keeps its own, locked, corner copies instead.
+        const bool needsCopies = detail::hasSidedEdge(cell, v);
+        if (needsCopies)
+            copyCorners(mesh, src, cell, v);
+        auto fh = cell.add_face(v[0], v[1], v[2]);
+        if (!fh.is_valid() && !needsCopies)  // a complex vertex, reported by OpenMesh
+        {
+            copyCorners(mesh, src, cell, v);
+            fh = cell.add_face(v[0], v[1], v[2]);
+        }
         if (!fh.is_valid())
             continue;
-        const OpenMesh::FaceHandle src(record.faces[i]);
         cell.set_normal(fh, mesh.normal(src));
         if (hasTextureIndex)
             cell.set_texture_index(fh, mesh.texture_index(src));
