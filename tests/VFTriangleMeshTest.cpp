@@ -396,7 +396,10 @@ TEST(EngineMeshBadInput, EveryIdTakingCallSurvivesHolesAndGarbage)
             et = Index2i(1, 2);
             mesh->GetEdgeT(id, et);
             EXPECT_EQ(et, Index2i(kInvalid, kInvalid));
-            EXPECT_TRUE(mesh->GetEdge(id, ev).empty());
+            const VFTriangleMesh::EdgeTriangles none = mesh->GetEdge(id, ev);
+            EXPECT_TRUE(none.empty());
+            EXPECT_EQ(none[0], kInvalid);  // an unchecked read of the empty view stays in bounds
+            EXPECT_EQ(none[2], kInvalid);
             EXPECT_EQ(mesh->GetEdgeTriangleCount(id), 0u);
             EXPECT_FALSE(mesh->IsBoundaryEdge(id));
             EXPECT_FALSE(mesh->IsNonManifold(id));
