@@ -189,6 +189,19 @@ TEST(OwnSurface, LoopOperationsSurviveHolesAndGarbage)
     EXPECT_TRUE(isConsistent(mesh));
 }
 
+// The engine keeps the boundary end of an interior edge, so fusing (4, 5) removes 4, the vertex at
+// position i: that position leaves the loop, not the next one.
+TEST(OwnSurface, FuseCoincidentErasesPositionIWhenTheFirstVertexGoes)
+{
+    auto surface = gridSurface(2, 2);
+    surface->getMesh().SetVertex(4, Vector3f(2, 1, 0));  // onto vertex 5
+    std::vector<uint32_t> loop{4, 5, 8, 7};
+    ASSERT_TRUE(surface->fuseCoincidentVertices(loop, 1e-3f));
+    EXPECT_EQ(loop, (std::vector<uint32_t>{5, 8, 7}));
+    EXPECT_FALSE(surface->getMesh().IsVertex(4));
+    EXPECT_TRUE(isConsistent(surface->getMesh()));
+}
+
 TEST(OwnSurface, FuseCollinearRemovesMiddleVerticesAndKeepsCorners)
 {
     auto surface = gridSurface(3, 1);
