@@ -501,7 +501,7 @@ void VFTriangleMesh::GetTriNeighbourTris(unsigned tID, Index3i& neighbours) cons
 
 bool VFTriangleMesh::IsBoundaryTriangle(unsigned tID) const
 {
-    if (!VSK_ASSERT(m_vTriangles.isValid(tID)))
+    if (!m_vTriangles.isValid(tID))  // an Is... query: false, not reported
         return false;
     const Triangle& t = m_vTriangles[tID];
     for (int j = 0; j < 3; ++j)

@@ -284,8 +284,8 @@ public:
     // triangle; on a non-manifold edge, the first other triangle of the edge's list. Three
     // InvalidIDs (reported) for an invalid triangle.
     void GetTriNeighbourTris(unsigned tID, Index3i& neighbours) const;
-    // True when one of the edges (0,1), (1,2), (2,0) is a boundary edge; false (reported) for an
-    // invalid ID.
+    // True when one of the edges (0,1), (1,2), (2,0) is a boundary edge; false for an invalid ID
+    // (not reported, like the other Is... queries).
     bool IsBoundaryTriangle(unsigned tID) const;
 
     unsigned GetTriangleGroup(unsigned tID) const override;

@@ -377,7 +377,9 @@ TEST(EngineMeshBadInput, EveryIdTakingCallSurvivesHolesAndGarbage)
             out = Index3i(1, 2, 3);
             mesh->GetTriNeighbourTris(id, out);
             EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            const size_t reports = capture.count();
             EXPECT_FALSE(mesh->IsBoundaryTriangle(id));
+            EXPECT_EQ(capture.count(), reports);  // an Is... query never reports
             EXPECT_EQ(mesh->GetTriangleGroup(id), kInvalid);
             mesh->SetTriangleGroup(id, 5);
             mesh->SetTriangleFlag(id, 2);
