@@ -1,5 +1,7 @@
 #include "engine/GSurface.h"
 
+#include <utility>
+
 namespace vsk
 {
 
@@ -18,14 +20,23 @@ GSurface::GSurface(const GSurface& other) : boost::enable_shared_from_this<GSurf
     copyFrom(other);
 }
 
+// Copy, then swap: when a clone fails to allocate, this surface keeps what it had.
 GSurface& GSurface::operator=(const GSurface& other)
 {
-    if (this != &other)
-    {
-        release();
-        copyFrom(other);
-    }
-    return *this;
+    if (this == &other)
+        return *this;
+    GSurface copy(other);
+    std::swap(m_sName, copy.m_sName);
+    std::swap(m_pMesh, copy.m_pMesh);
+    std::swap(m_pAuxiliary, copy.m_pAuxiliary);
+    std::swap(m_BVTree, copy.m_BVTree);
+    std::swap(m_Octree, copy.m_Octree);
+    std::swap(m_UVList, copy.m_UVList);
+    std::swap(m_NormalList, copy.m_NormalList);
+    std::swap(m_vUVLayers, copy.m_vUVLayers);
+    std::swap(m_Materials, copy.m_Materials);
+    std::swap(m_bOwnsMesh, copy.m_bOwnsMesh);
+    return *this;  // `copy` releases what this surface held
 }
 
 GSurface::~GSurface()

@@ -30,6 +30,16 @@ protected:
     IPointSet() = default;
     IPointSet(const IPointSet&) = default;
     IPointSet& operator=(const IPointSet&) = default;
+
+    // The double form of GetVertex for sets stored in single precision: the float form, widened.
+    void widenVertex(unsigned vID, Vector3d& v, Vector3d* pNormal) const
+    {
+        Vector3f p, n;
+        GetVertex(vID, p, pNormal ? &n : nullptr);
+        v = Vector3d(p.X(), p.Y(), p.Z());
+        if (pNormal)
+            *pNormal = Vector3d(n.X(), n.Y(), n.Z());
+    }
 };
 
 // A triangle mesh over a point set, with optional per-vertex attribute sets.
@@ -41,46 +51,29 @@ public:
     // Growth an attribute set accepts in one step.
     static constexpr size_t kMaxGrowth = size_t(1) << 26;
 
-    // One scalar per vertex ID; IDs never set read as 0.
-    class ScalarSet
+    // One value per vertex ID; IDs never set read as zero.
+    template <class T>
+    class AttributeSet
     {
     public:
-        float Get(unsigned vID) const { return vID < values_.size() ? values_[vID] : 0.0f; }
+        T Get(unsigned vID) const { return vID < values_.size() ? values_[vID] : T(); }
         // Grows the set to cover `vID`; InvalidID and IDs more than 2^26 past the end (garbage)
         // are ignored.
-        void Set(unsigned vID, float value)
+        void Set(unsigned vID, const T& value)
         {
             if (vID == InvalidID || (vID >= values_.size() && vID - values_.size() >= kMaxGrowth))
                 return;
             if (vID >= values_.size())
-                values_.resize(static_cast<size_t>(vID) + 1, 0.0f);
+                values_.resize(static_cast<size_t>(vID) + 1, T());
             values_[vID] = value;
         }
         size_t Size() const { return values_.size(); }
 
     private:
-        std::vector<float> values_;
+        std::vector<T> values_;
     };
-
-    // One 2-D coordinate per vertex ID; IDs never set read as (0, 0).
-    class UVSet
-    {
-    public:
-        Vector2f Get(unsigned vID) const { return vID < values_.size() ? values_[vID] : Vector2f(); }
-        // As ScalarSet::Set.
-        void Set(unsigned vID, const Vector2f& uv)
-        {
-            if (vID == InvalidID || (vID >= values_.size() && vID - values_.size() >= kMaxGrowth))
-                return;
-            if (vID >= values_.size())
-                values_.resize(static_cast<size_t>(vID) + 1);
-            values_[vID] = uv;
-        }
-        size_t Size() const { return values_.size(); }
-
-    private:
-        std::vector<Vector2f> values_;
-    };
+    using ScalarSet = AttributeSet<float>;
+    using UVSet = AttributeSet<Vector2f>;
 
     // The three vertex IDs of a triangle in winding order. An invalid ID is reported and gives
     // three InvalidIDs.

@@ -71,7 +71,7 @@ OxmTnTriangleMesh& OxmTnSurface::getMesh() const
 
 vsk::UVLayerMesh* OxmTnSurface::getUVLayer() const
 {
-    return GetUVLayerCount() > 0 ? GetUVLayer(0) : nullptr;
+    return GetUVLayer(0);  // null without layers, or when layer 0 was added as null
 }
 
 uint32_t OxmTnSurface::getUVVertexID(uint32_t t, uint32_t v) const

@@ -46,8 +46,9 @@ public:
     // Fuses consecutive loop vertices whose positions are equal within `tolerance`, erasing the
     // removed ones from `loop`; true when any was fused. Loops of fewer than three are left.
     bool fuseCoincidentVertices(std::vector<uint32_t>& loop, float tolerance) const;
-    // Fuses loop[i + 1] into loop[i] when loop[i + 1] - loop[i] points along loop[i + 2] -
-    // loop[i] within `tolerance`; true when any was fused. Loops of fewer than three are left.
+    // Fuses loop[i] and loop[i + 1] (fuseVertices picks the survivor) when loop[i + 1] - loop[i]
+    // points along loop[i + 2] - loop[i] within `tolerance`, erasing the removed one from `loop`;
+    // true when any was fused. Loops of fewer than three are left.
     bool fuseCollinearVertices(std::vector<uint32_t>& loop, float tolerance) const;
 };
 

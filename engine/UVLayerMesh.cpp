@@ -55,11 +55,7 @@ bool UVLayerMesh::SetTriangle(unsigned tID, unsigned uv0, unsigned uv1, unsigned
 
 void UVLayerMesh::GetVertex(unsigned vID, Vector3d& v, Vector3d* pNormal) const
 {
-    Vector3f p, n;
-    GetVertex(vID, p, pNormal ? &n : nullptr);
-    v = Vector3d(p.X(), p.Y(), p.Z());
-    if (pNormal)
-        *pNormal = Vector3d(n.X(), n.Y(), n.Z());
+    widenVertex(vID, v, pNormal);
 }
 
 void UVLayerMesh::GetVertex(unsigned vID, Vector3f& v, Vector3f* pNormal) const

@@ -181,11 +181,7 @@ bool VFTriangleMesh::RemoveVertex(unsigned vErase)
 
 void VFTriangleMesh::GetVertex(unsigned vID, Vector3d& v, Vector3d* pNormal) const
 {
-    Vector3f p, n;
-    GetVertex(vID, p, pNormal ? &n : nullptr);
-    v = Vector3d(p.X(), p.Y(), p.Z());
-    if (pNormal)
-        *pNormal = Vector3d(n.X(), n.Y(), n.Z());
+    widenVertex(vID, v, pNormal);
 }
 
 void VFTriangleMesh::GetVertex(unsigned vID, Vector3f& v, Vector3f* pNormal) const
@@ -505,7 +501,7 @@ void VFTriangleMesh::GetTriNeighbourTris(unsigned tID, Index3i& neighbours) cons
 
 bool VFTriangleMesh::IsBoundaryTriangle(unsigned tID) const
 {
-    if (!VSK_ASSERT(m_vTriangles.isValid(tID)))
+    if (!m_vTriangles.isValid(tID))  // an Is... query: false, not reported
         return false;
     const Triangle& t = m_vTriangles[tID];
     for (int j = 0; j < 3; ++j)

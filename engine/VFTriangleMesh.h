@@ -73,28 +73,35 @@ public:
     };
 
     // All triangles of one edge, safe on non-manifold edges. A view into the mesh: valid until
-    // the mesh changes.
+    // the mesh changes. Indices past the end read InvalidID, and so does every index of the empty
+    // view that an invalid edge ID gives.
     class EdgeTriangles
     {
     public:
-        EdgeTriangles() = default;
+        EdgeTriangles() : inline_(kNone) {}
         EdgeTriangles(const unsigned* inlineTriangles, const std::vector<unsigned>* overflow)
             : inline_(inlineTriangles), overflow_(overflow)
         {
         }
         size_t size() const
         {
-            if (!inline_ || inline_[0] == InvalidID)
+            if (inline_[0] == InvalidID)
                 return 0;
             if (inline_[1] == InvalidID)
                 return 1;
             return 2 + (overflow_ ? overflow_->size() : 0);
         }
         bool empty() const { return size() == 0; }
-        unsigned operator[](size_t i) const { return i < 2 ? inline_[i] : (*overflow_)[i - 2]; }
+        unsigned operator[](size_t i) const
+        {
+            if (i < 2)
+                return inline_[i];
+            return overflow_ && i - 2 < overflow_->size() ? (*overflow_)[i - 2] : InvalidID;
+        }
 
     private:
-        const unsigned* inline_ = nullptr;
+        static constexpr unsigned kNone[2] = {InvalidID, InvalidID};
+        const unsigned* inline_;
         const std::vector<unsigned>* overflow_ = nullptr;
     };
 
@@ -277,8 +284,8 @@ public:
     // triangle; on a non-manifold edge, the first other triangle of the edge's list. Three
     // InvalidIDs (reported) for an invalid triangle.
     void GetTriNeighbourTris(unsigned tID, Index3i& neighbours) const;
-    // True when one of the edges (0,1), (1,2), (2,0) is a boundary edge; false (reported) for an
-    // invalid ID.
+    // True when one of the edges (0,1), (1,2), (2,0) is a boundary edge; false for an invalid ID
+    // (not reported, like the other Is... queries).
     bool IsBoundaryTriangle(unsigned tID) const;
 
     unsigned GetTriangleGroup(unsigned tID) const override;

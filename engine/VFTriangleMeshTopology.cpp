@@ -1,8 +1,9 @@
 #include "engine/VFTriangleMesh.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
-#include <map>
+#include <unordered_map>
 
 namespace vsk
 {
@@ -242,15 +243,34 @@ bool VFTriangleMesh::CollapseBoundaryEdge(unsigned vKeep, unsigned vRemove, Edge
     return collapse(vKeep, vRemove, true, info);
 }
 
-// Plan: (1) collect the border edges of the set, each with its one triangle in the set, and the
-// number of border edges at every vertex; (2) repeatedly take the smallest unused border edge,
-// orient it along its triangle's winding and follow unused border edges by adjacency until the
-// start vertex comes back (or no edge is left: an open chain); (3) mark loops that pass a pinch
-// vertex (more than two border edges) or a vertex flagged VertexFlagBoundaryPinch.
+// Plan: (1) collect the border edges of the set, each with its one triangle in the set, sorted by
+// edge ID, and the number of border edges at every vertex; (2) repeatedly take the smallest unused
+// border edge, orient it along its triangle's winding and follow unused border edges by adjacency
+// until the start vertex comes back (or no edge is left: an open chain); (3) mark loops that pass
+// a pinch vertex (more than two border edges) or a vertex flagged VertexFlagBoundaryPinch.
+// O(n log n) in the set's size, plus one byte per triangle ID when the set is a large share of
+// the mesh (membership is then read from that mask rather than the set).
 bool VFTriangleMesh::GetBoundaryLoops(const std::set<unsigned>& triangles,
                                       std::vector<BoundaryLoop>& loops) const
 {
-    std::map<unsigned, unsigned> borderTriangle;  // border edge -> its triangle in the set
+    std::vector<uint8_t> mask;
+    const bool useMask = triangles.size() * 32 >= GetMaxTriangleID();
+    if (useMask)
+    {
+        mask.assign(GetMaxTriangleID(), 0);
+        for (unsigned tID : triangles)
+            if (tID < mask.size())
+                mask[tID] = 1;
+    }
+    auto inSet = [&](unsigned tID)
+    { return useMask ? tID < mask.size() && mask[tID] != 0 : triangles.count(tID) != 0; };
+
+    struct BorderEdge
+    {
+        unsigned eID;
+        unsigned tID;  // its one triangle in the set
+    };
+    std::vector<BorderEdge> border;
     for (unsigned tID : triangles)
     {
         if (!m_vTriangles.isValid(tID))
@@ -261,33 +281,44 @@ bool VFTriangleMesh::GetBoundaryLoops(const std::set<unsigned>& triangles,
             const unsigned eID = FindEdge(tri[j], tri[(j + 1) % 3]);
             Index2i ends;
             const EdgeTriangles tris = GetEdge(eID, ends);
-            size_t inSet = 0;
+            size_t inside = 0;
             for (size_t k = 0; k < tris.size(); ++k)
-                inSet += triangles.count(tris[k]);
-            if (inSet == 1)
-                borderTriangle.emplace(eID, tID);
+                inside += inSet(tris[k]) ? 1 : 0;
+            if (inside == 1)  // seen from this triangle only, so each border edge enters once
+                border.push_back({eID, tID});
         }
     }
-    std::map<unsigned, unsigned> borderDegree;
-    for (const auto& entry : borderTriangle)
+    std::sort(border.begin(), border.end(),
+              [](const BorderEdge& x, const BorderEdge& y) { return x.eID < y.eID; });
+    std::unordered_map<unsigned, unsigned> borderDegree;
+    borderDegree.reserve(border.size());
+    for (const BorderEdge& entry : border)
     {
-        const Edge& e = m_vEdges[entry.first];
+        const Edge& e = m_vEdges[entry.eID];
         ++borderDegree[e.nVertices[0]];
         ++borderDegree[e.nVertices[1]];
     }
-
-    std::set<unsigned> unused;
-    for (const auto& entry : borderTriangle)
-        unused.insert(unused.end(), entry.first);
+    std::vector<uint8_t> used(border.size(), 0);
+    auto unusedIndex = [&](unsigned eID)  // position of an unused border edge, or border.size()
+    {
+        auto it = std::lower_bound(border.begin(), border.end(), eID,
+                                   [](const BorderEdge& x, unsigned id) { return x.eID < id; });
+        const size_t k = static_cast<size_t>(it - border.begin());
+        return k < border.size() && it->eID == eID && !used[k] ? k : border.size();
+    };
 
     bool allClosed = true;
-    while (!unused.empty())
+    size_t seed = 0;  // every border edge before it is used
+    while (true)
     {
-        const unsigned seed = *unused.begin();
-        unused.erase(unused.begin());
-        const Edge& e = m_vEdges[seed];
+        while (seed < border.size() && used[seed])
+            ++seed;
+        if (seed == border.size())
+            break;
+        used[seed] = 1;
+        const Edge& e = m_vEdges[border[seed].eID];
         unsigned a = e.nVertices[0], b = e.nVertices[1];
-        if (nextCorner(m_vTriangles[borderTriangle[seed]].nVertices, a) != b)
+        if (nextCorner(m_vTriangles[border[seed].tID].nVertices, a) != b)
             std::swap(a, b);
 
         BoundaryLoop loop;
@@ -295,23 +326,20 @@ bool VFTriangleMesh::GetBoundaryLoops(const std::set<unsigned>& triangles,
         unsigned c = b;
         while (c != a)
         {
-            unsigned found = InvalidID;
+            size_t found = border.size();
             VtxNbrItr itr(c);
             BeginVtxEdges(itr);
-            for (unsigned eNbr = GetNextVtxEdge(itr); eNbr != InvalidID; eNbr = GetNextVtxEdge(itr))
-                if (unused.count(eNbr))
-                {
-                    found = eNbr;
-                    break;
-                }
-            if (found == InvalidID)
+            for (unsigned eNbr = GetNextVtxEdge(itr); eNbr != InvalidID && found == border.size();
+                 eNbr = GetNextVtxEdge(itr))
+                found = unusedIndex(eNbr);
+            if (found == border.size())
             {
                 loop.bIsClosed = false;
                 allClosed = false;
                 break;
             }
-            unused.erase(found);
-            const Edge& next = m_vEdges[found];
+            used[found] = 1;
+            const Edge& next = m_vEdges[border[found].eID];
             c = next.nVertices[0] == c ? next.nVertices[1] : next.nVertices[0];
             if (c != a)
                 loop.vVertices.push_back(c);

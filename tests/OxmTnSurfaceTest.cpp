@@ -189,6 +189,19 @@ TEST(OwnSurface, LoopOperationsSurviveHolesAndGarbage)
     EXPECT_TRUE(isConsistent(mesh));
 }
 
+// The engine keeps the boundary end of an interior edge, so fusing (4, 5) removes 4, the vertex at
+// position i: that position leaves the loop, not the next one.
+TEST(OwnSurface, FuseCoincidentErasesPositionIWhenTheFirstVertexGoes)
+{
+    auto surface = gridSurface(2, 2);
+    surface->getMesh().SetVertex(4, Vector3f(2, 1, 0));  // onto vertex 5
+    std::vector<uint32_t> loop{4, 5, 8, 7};
+    ASSERT_TRUE(surface->fuseCoincidentVertices(loop, 1e-3f));
+    EXPECT_EQ(loop, (std::vector<uint32_t>{5, 8, 7}));
+    EXPECT_FALSE(surface->getMesh().IsVertex(4));
+    EXPECT_TRUE(isConsistent(surface->getMesh()));
+}
+
 TEST(OwnSurface, FuseCollinearRemovesMiddleVerticesAndKeepsCorners)
 {
     auto surface = gridSurface(3, 1);
@@ -227,6 +240,23 @@ TEST(OwnMesh, EdgeLengthStatisticsCloseTheLoopAndDivideByN)
     EXPECT_EQ(mesh->computeAverageEdgeLength({3}), 0.0f);
     EXPECT_EQ(mesh->computeStandardDeviationEdgeLength({3}), 0.0f);
     EXPECT_FLOAT_EQ(mesh->computeAverageEdgeLength({0, 2}), 2.0f);  // there and back
+}
+
+// Edge 0 is 2^24 long, then eight unit edges, then a closing edge of (in float) 2^24 again. Summed
+// from index 0 in single precision every unit is lost against the running 2^24; in double, in
+// reverse or pairwise they would survive and the mean would be 3355444 instead.
+TEST(OwnMesh, AverageEdgeLengthSumsInIndexOrderInSinglePrecision)
+{
+    OxmTnTriangleMesh mesh;
+    const float big = 16777216.0f;
+    std::vector<uint32_t> loop{mesh.AppendVertex(Vector3f(0, 0, 0))};
+    for (int k = 0; k <= 8; ++k)
+        loop.push_back(mesh.AppendVertex(Vector3f(big, float(k), 0)));
+    for (int threads : {1, 4})
+    {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+        EXPECT_EQ(mesh.computeAverageEdgeLength(loop), 2.0f * big / 10.0f);
+    }
 }
 
 TEST(OwnMesh, LoopOrientationIsDecidedOnlyOnABoundaryFirstEdge)

@@ -377,7 +377,9 @@ TEST(EngineMeshBadInput, EveryIdTakingCallSurvivesHolesAndGarbage)
             out = Index3i(1, 2, 3);
             mesh->GetTriNeighbourTris(id, out);
             EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            const size_t reports = capture.count();
             EXPECT_FALSE(mesh->IsBoundaryTriangle(id));
+            EXPECT_EQ(capture.count(), reports);  // an Is... query never reports
             EXPECT_EQ(mesh->GetTriangleGroup(id), kInvalid);
             mesh->SetTriangleGroup(id, 5);
             mesh->SetTriangleFlag(id, 2);
@@ -396,7 +398,10 @@ TEST(EngineMeshBadInput, EveryIdTakingCallSurvivesHolesAndGarbage)
             et = Index2i(1, 2);
             mesh->GetEdgeT(id, et);
             EXPECT_EQ(et, Index2i(kInvalid, kInvalid));
-            EXPECT_TRUE(mesh->GetEdge(id, ev).empty());
+            const VFTriangleMesh::EdgeTriangles none = mesh->GetEdge(id, ev);
+            EXPECT_TRUE(none.empty());
+            EXPECT_EQ(none[0], kInvalid);  // an unchecked read of the empty view stays in bounds
+            EXPECT_EQ(none[2], kInvalid);
             EXPECT_EQ(mesh->GetEdgeTriangleCount(id), 0u);
             EXPECT_FALSE(mesh->IsBoundaryEdge(id));
             EXPECT_FALSE(mesh->IsNonManifold(id));
