@@ -178,7 +178,8 @@ int runDecimate(int argc, char** argv)
     const double decimateCpuSeconds = processCpuSeconds() - cpuBefore;
     const uint64_t outFaces = Utility::GetFaceCount(*mesh);
     if (!changed)
-        std::fprintf(stderr, "qlm-mesh decimate: nothing was collapsed; the output is the input as read\n");
+        std::fprintf(stderr,
+                     "qlm-mesh decimate: nothing was collapsed (the limits or the ratio allow no change)\n");
 
     {
         Progress progress("writing " + s.out);
