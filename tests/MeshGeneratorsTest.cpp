@@ -1,5 +1,7 @@
 #include "tools/MeshGenerators.h"
 
+#include "topology/OpenMeshUtility.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -117,7 +119,7 @@ TEST(Terrain, ChartsAreSeparatePatchesWithOwnTextures)
     const auto mesh = makeTerrain(20000);  // 100 x 100 cells, 3 x 3 charts, 2 holes
     ASSERT_TRUE(mesh->has_vertex_texcoords2D());
     ASSERT_TRUE(mesh->has_face_texture_index());
-    OpenMesh::MPropHandleT<Quelm::Tools::TextureMapping> mapping;
+    OpenMesh::MPropHandleT<Quelm::Topology::TextureMapping> mapping;
     ASSERT_TRUE(mesh->get_property_handle(mapping, "TextureMapping"));
     EXPECT_EQ(mesh->property(mapping).size(), 9u);
     EXPECT_EQ(mesh->property(mapping).at(4), "texture_4.png");
@@ -144,6 +146,21 @@ TEST(Terrain, ChartsAreSeparatePatchesWithOwnTextures)
             EXPECT_EQ(mesh->texture_index(other), texture);
     }
     EXPECT_EQ(textures.size(), 9u);
+}
+
+// Model conversion reads the texture information back as it would its own: one node and one
+// textured material per chart.
+TEST(Terrain, ConvertsToAModelWithOneNodeAndMaterialPerChart)
+{
+    const auto mesh = makeTerrain(2000);
+    const auto model = Quelm::Topology::OpenMeshUtility::ToModel(mesh.get());
+    ASSERT_TRUE(model);
+    EXPECT_EQ(model->numChildren(), 9u);
+    std::set<std::wstring> tags;
+    for (const auto& material : model->materials())
+        tags.insert(material.textureTag());
+    EXPECT_EQ(tags.size(), 9u);
+    EXPECT_EQ(tags.count(L"texture_0.png"), 1u);
 }
 
 TEST(Terrain, IsDeterministicPerSeed)

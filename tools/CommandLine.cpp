@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -137,6 +138,11 @@ bool writeMeshFile(const char* command, const std::string& path, Topology::Topol
     if (!written)
         std::fprintf(stderr, "qlm-mesh %s: cannot write '%s'\n", command, path.c_str());
     return written;
+}
+
+double processCpuSeconds()
+{
+    return double(std::clock()) / CLOCKS_PER_SEC;
 }
 
 bool stderrIsTerminal()

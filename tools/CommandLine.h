@@ -86,6 +86,10 @@ private:
     std::chrono::steady_clock::time_point start_;
 };
 
+// CPU time of the whole process (all threads) so far. Next to wall time it shows how much of a
+// phase ran in parallel, and what it cost on a machine shared with other work.
+double processCpuSeconds();
+
 bool stderrIsTerminal();
 
 // A phase of a long command, shown on stderr when stderr is a terminal: "LABEL..." with the

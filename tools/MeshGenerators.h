@@ -4,17 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <string>
 
 // Synthetic meshes for the command-line tool, the tests and the benchmarks, so that large inputs
 // never need a file. Both generators are deterministic: the same arguments give the same mesh.
 namespace Quelm::Tools
 {
-
-// The type of the mesh property "TextureMapping" (texture index -> texture file name).
-using TextureMapping = std::map<unsigned char, std::string>;
 
 // A closed geodesic sphere: an icosahedron whose faces are each cut into n x n triangles and
 // projected onto the sphere, with n chosen so that 20 n^2 is as close to `faces` as possible

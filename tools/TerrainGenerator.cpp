@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace Quelm::Tools
@@ -133,8 +134,8 @@ std::unique_ptr<Topology::TopologyMesh> makeTerrain(size_t faces, const TerrainO
     auto mesh = std::make_unique<Mesh>();
     mesh->request_vertex_texcoords2D();
     mesh->request_face_texture_index();
-    OpenMesh::MPropHandleT<TextureMapping> mapping;
-    mesh->add_property(mapping, "TextureMapping");
+    OpenMesh::MPropHandleT<Topology::TextureMapping> mapping;
+    mesh->add_property(mapping, Topology::kTextureMappingProperty);
     const size_t chartVertices = (side + size_t(charts) - 1) * (side + size_t(charts) - 1);
     const size_t faceCount = 2 * size_t(n) * size_t(n);
     mesh->reserve(chartVertices, chartVertices + faceCount, faceCount);

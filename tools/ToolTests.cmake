@@ -55,6 +55,11 @@ qlm_tool_test(decimateRatio 0 "decimate|sphere.ply|sphere-half.ply|--ratio|0.5" 
     OUT "input +sphere.ply: 2000 faces.*output +sphere-half.ply: 1[0-9][0-9][0-9] faces.*time \\(s\\) +read")
 qlm_tool_test(decimateParallel 0 "decimate|terrain.obj|terrain-small.ply|--ratio|0.9|--parallel|--threads|2"
     REQUIRES terrain OUT "pass 1 +level 5: 125 grid cells, [0-9]+ holding.*pass 2 +level 2: 8 grid cells.*decimate")
+qlm_tool_test(decimateParallelEveryOption 0
+    "decimate|terrain.obj|terrain-coarse.om|--ratio|0.6|--parallel|--coarse-grid|--no-gc|--update-normals|--error-factor|0.5|--max-angle|60|--threads|1"
+    REQUIRES terrain OUT "coarse grid\ngrid +[0-9]+ decimatable faces\npass 1 +level 2: 8 grid cells.*pass 2 +level 2.*output +terrain-coarse.om: [0-9]+ faces")
+qlm_tool_test(decimateRatioZeroChangesNothing 0 "decimate|sphere.ply|sphere-same.ply|--ratio|0|--parallel"
+    REQUIRES sphere OUT "output +sphere-same.ply: 2000 faces" ERR "nothing was collapsed")
 qlm_tool_test(decimateCollapses 0 "decimate|sphere.ply|sphere-100.off|--collapses|100|--lock-boundary"
     REQUIRES sphere OUT "output +sphere-100.off: 1800 faces")
 qlm_tool_test(smooth 0 "smooth|sphere.ply|sphere-smooth.ply|--iterations|3" REQUIRES sphere
