@@ -8,6 +8,14 @@
 // thread acquires what the finished tasks released on their wait context. Races between task
 // bodies themselves stay visible, as their accesses are not ordered by these edges.
 #if defined(__SANITIZE_THREAD__)
+#define QLM_TSAN_BUILD 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)  // clang's spelling
+#define QLM_TSAN_BUILD 1
+#endif
+#endif
+
+#if defined(QLM_TSAN_BUILD)
 
 #include <oneapi/tbb/detail/_task.h>
 #include <oneapi/tbb/task_scheduler_observer.h>
