@@ -20,8 +20,14 @@ build: deps $(BUILD)/CMakeCache.txt
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
-demo: build
+# The demo needs only the tool, not the tests.
+demo: deps $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS) --target qlm-mesh
 	bash scripts/demo.sh $(BUILD)
+
+# A client project against the install tree (find_package) and the source tree (add_subdirectory).
+install-test: build
+	cd $(BUILD) && ctest --output-on-failure -R '^consumer\.'
 
 test-sanitize: deps
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DQLM_SANITIZE=address,undefined -DQLM_BUILD_TOOLS=OFF

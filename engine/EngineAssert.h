@@ -20,9 +20,9 @@ void ReportAssertion(const char* expression, const char* file, int line, const c
 
 // Checks `expr`; on failure reports its text and location and goes on. Evaluates to the condition
 // so callers can bail out: `if (!VSK_ASSERT(m_vEdges.isValid(eID))) return;`.
-#define VSK_ASSERT(expr) \
+#define VSK_ASSERT(expr)                                                                                     \
     ((expr) ? true : (::vsk::ReportAssertion(#expr, __FILE__, __LINE__, __func__), false))
 
 // As VSK_ASSERT with a message of its own instead of the expression's text.
-#define VSK_ASSERT_MSG(expr, message) \
+#define VSK_ASSERT_MSG(expr, message)                                                                        \
     ((expr) ? true : (::vsk::ReportAssertion((message), __FILE__, __LINE__, __func__), false))

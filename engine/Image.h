@@ -21,11 +21,13 @@ public:
     // First channel byte of pixel (x, y). No bounds check: callers keep (x, y) inside the image.
     unsigned char* GetPixel(int x, int y)
     {
-        return buffer_.data() + (static_cast<size_t>(width_) * static_cast<size_t>(y) + static_cast<size_t>(x)) * channels_;
+        return buffer_.data() +
+               (static_cast<size_t>(width_) * static_cast<size_t>(y) + static_cast<size_t>(x)) * channels_;
     }
     const unsigned char* GetPixel(int x, int y) const
     {
-        return buffer_.data() + (static_cast<size_t>(width_) * static_cast<size_t>(y) + static_cast<size_t>(x)) * channels_;
+        return buffer_.data() +
+               (static_cast<size_t>(width_) * static_cast<size_t>(y) + static_cast<size_t>(x)) * channels_;
     }
 
     std::vector<unsigned char>& Buffer() { return buffer_; }

@@ -1,3 +1,9 @@
 set(QLM_ENGINE_SOURCES
     engine/EngineAssert.cpp
-    engine/Image.cpp)
+    engine/GSurface.cpp
+    engine/Image.cpp
+    engine/OxmTnSurface.cpp
+    engine/OxmTnTriangleMesh.cpp
+    engine/UVLayerMesh.cpp
+    engine/VFTriangleMesh.cpp
+    engine/VFTriangleMeshTopology.cpp)

@@ -1,0 +1,254 @@
+#include "engine/OxmTnSurface.h"
+
+#include "support/EngineMeshes.h"
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+#include <oneapi/tbb/global_control.h>
+
+using namespace test;
+using Quelm::Topology::OxmTnSurface;
+using Quelm::Topology::OxmTnTriangleMesh;
+using vsk::UVLayerMesh;
+using vsk::Vector2f;
+
+namespace
+{
+
+constexpr uint32_t kInvalid = IMesh::InvalidID;
+
+// A layer with one UV vertex per mesh vertex (no seams): UV vertex ID = vertex ID.
+UVLayerMesh* addSeamlessLayer(OxmTnSurface& surface)
+{
+    const OxmTnTriangleMesh& mesh = surface.getMesh();
+    UVLayerMesh* layer = surface.AddUVLayer();
+    for (unsigned v = 0; v < mesh.GetMaxVertexID(); ++v)
+    {
+        Vector3f p;
+        mesh.GetVertex(v, p);
+        layer->AppendUV(Vector2f(p.X() / 10, p.Y() / 10));
+    }
+    for (unsigned t : mesh.Triangles())
+    {
+        const unsigned* tri = mesh.GetTriangle(t);
+        layer->SetTriangle(t, tri[0], tri[1], tri[2]);
+    }
+    return layer;
+}
+
+boost::shared_ptr<OxmTnSurface> gridSurface(int nx, int ny)
+{
+    auto surface = boost::make_shared<OxmTnSurface>();
+    fillGrid(surface->getMesh(), nx, ny);
+    return surface;
+}
+
+}  // namespace
+
+TEST(OwnSurface, CastsShareOwnership)
+{
+    auto surface = boost::make_shared<OxmTnSurface>();
+    boost::shared_ptr<vsk::GSurface> up = OxmTnSurface::castUp(surface);
+    EXPECT_EQ(surface.use_count(), 2);
+    boost::shared_ptr<OxmTnSurface> down = OxmTnSurface::castDown(up);
+    EXPECT_EQ(down.get(), surface.get());
+    EXPECT_EQ(surface.use_count(), 3);
+    EXPECT_TRUE(surface->OwnsMesh());
+    EXPECT_EQ(surface->getUVLayer(), nullptr);
+
+    OxmTnSurface copy(*surface);  // the copy clones the mesh with its own type
+    EXPECT_NE(&copy.getMesh(), &surface->getMesh());
+    EXPECT_NE(dynamic_cast<OxmTnTriangleMesh*>(copy.GetMesh()), nullptr);
+}
+
+TEST(OwnSurface, UVVertexOfACornerNeedsAUsableLayer)
+{
+    auto surface = gridSurface(1, 1);
+    EXPECT_EQ(surface->getUVVertexID(0, 0), kInvalid);  // no layer
+    EXPECT_TRUE(surface->getUVBoundaryLoop({0, 1, 3, 2}).empty());
+    surface->AddUVLayer(nullptr);
+    EXPECT_EQ(surface->getUVVertexID(0, 0), kInvalid);  // layer 0 is null
+
+    auto seamless = gridSurface(1, 1);
+    UVLayerMesh* layer = addSeamlessLayer(*seamless);
+    EXPECT_EQ(seamless->getUVLayer(), layer);
+    EXPECT_EQ(seamless->getUVVertexID(0, 3), 3u);
+    EXPECT_EQ(seamless->getUVVertexID(0, 2), kInvalid);  // 2 is not a corner of (0, 1, 3)
+    EXPECT_EQ(seamless->getUVVertexID(kInvalid, 0), kInvalid);
+    EXPECT_EQ(seamless->getUVVertexID(0, kInvalid), kInvalid);
+    layer->RemoveTriangle(1);
+    EXPECT_EQ(seamless->getUVVertexID(1, 0), kInvalid);  // the surface triangle has no UVs
+}
+
+// A 2 x 1 strip cut by a texture seam along x = 1 (vertices 1 and 4): the right quad has its
+// own UV vertices 6 and 7 for them. The loop takes each vertex's UV on its outgoing edge.
+TEST(OwnSurface, UVBoundaryLoopFollowsTheSideOfTheSeamTheLoopRunsAlong)
+{
+    auto surface = gridSurface(2, 1);
+    UVLayerMesh* layer = addSeamlessLayer(*surface);
+    const unsigned right1 = layer->AppendUV(Vector2f(0.5f, 0));
+    const unsigned right4 = layer->AppendUV(Vector2f(0.5f, 1));
+    layer->SetTriangle(2, right1, 2, 5);       // (1, 2, 5)
+    layer->SetTriangle(3, right1, 5, right4);  // (1, 5, 4)
+    const std::vector<uint32_t> loop{0, 1, 2, 5, 4, 3};
+    EXPECT_EQ(surface->getUVBoundaryLoop(loop), (std::vector<uint32_t>{0, right1, 2, 5, 4, 3}));
+    EXPECT_TRUE(surface->getUVBoundaryLoop({0}).empty());
+}
+
+TEST(OwnSurface, FuseVerticesCollapsesAndKeepsTheLayerInStep)
+{
+    auto surface = gridSurface(2, 2);
+    UVLayerMesh* layer = addSeamlessLayer(*surface);
+    uint32_t removed = 12345;
+    EXPECT_FALSE(surface->fuseVertices(0, 8, &removed));  // not joined by an edge
+    EXPECT_EQ(removed, 12345u);
+    ASSERT_TRUE(surface->fuseVertices(4, 5, &removed));
+    EXPECT_EQ(removed, 4u);  // the boundary end survives an interior collapse
+    EXPECT_EQ(layer->GetTriangleCount(), 6u);
+    EXPECT_FALSE(layer->IsTriangle(3));  // (1, 5, 4)
+    EXPECT_FALSE(layer->IsTriangle(6));  // (4, 5, 8)
+    for (unsigned t : surface->getMesh().Triangles())
+        EXPECT_TRUE(layer->IsTriangle(t));
+    EXPECT_TRUE(isConsistent(surface->getMesh()));
+    EXPECT_TRUE(surface->fuseVertices(0, 1, nullptr));
+}
+
+// Bottom row 0..4 of a 4 x 1 strip with vertices 2 and 3 moved onto vertex 1.
+TEST(OwnSurface, FuseCoincidentRepeatsAtOnePositionUntilNoTwinIsLeft)
+{
+    auto surface = gridSurface(4, 1);
+    OxmTnTriangleMesh& mesh = surface->getMesh();
+    mesh.SetVertex(2, Vector3f(1, 0, 0));
+    mesh.SetVertex(3, Vector3f(1.0005f, 0, 0));
+    addSeamlessLayer(*surface);
+    std::vector<uint32_t> loop{0, 1, 2, 3, 4, 9, 8, 7, 6, 5};
+    ASSERT_TRUE(surface->fuseCoincidentVertices(loop, 0.001f));
+    EXPECT_EQ(loop, (std::vector<uint32_t>{0, 1, 4, 9, 8, 7, 6, 5}));
+    EXPECT_EQ(mesh.GetTriangleCount(), 6u);
+    EXPECT_EQ(surface->getUVLayer()->GetTriangleCount(), 6u);
+    EXPECT_TRUE(isConsistent(mesh));
+    EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 0.001f));
+    std::vector<uint32_t> shortLoop{0, 1};
+    EXPECT_FALSE(surface->fuseCoincidentVertices(shortLoop, 10.0f));
+    EXPECT_EQ(shortLoop.size(), 2u);
+}
+
+// A vertex repeated at consecutive loop positions names no edge: nothing may be collapsed.
+TEST(OwnSurface, FuseRefusesAVertexPairedWithItself)
+{
+    auto surface = gridSurface(2, 2);
+    uint32_t removed = 12345;
+    EXPECT_FALSE(surface->fuseVertices(4, 4, &removed));
+    EXPECT_EQ(removed, 12345u);
+    std::vector<uint32_t> loop{1, 1, 2};
+    EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 0.5f));
+    EXPECT_EQ(loop, (std::vector<uint32_t>{1, 1, 2}));
+    EXPECT_EQ(surface->getMesh().GetVertexCount(), 9u);
+    EXPECT_EQ(surface->getMesh().GetTriangleCount(), 8u);
+}
+
+// Loops and vertex lists from the caller may hold holes and garbage: the answers degrade to
+// InvalidID, empty or zero, and neither the mesh nor the layer changes.
+TEST(OwnSurface, LoopOperationsSurviveHolesAndGarbage)
+{
+    auto surface = gridSurface(2, 2);
+    UVLayerMesh* layer = addSeamlessLayer(*surface);
+    OxmTnTriangleMesh& mesh = surface->getMesh();
+    mesh.RemoveTriangle(7);  // (4, 8, 7): a triangle hole that the layer still has
+    const uint32_t far = 1u << 30;
+    AssertCapture capture;
+
+    EXPECT_EQ(surface->getUVVertexID(7, 4), kInvalid);
+    EXPECT_EQ(surface->getUVVertexID(far, 4), kInvalid);
+    EXPECT_EQ(surface->getUVVertexID(0, far), kInvalid);
+    EXPECT_EQ(surface->getUVBoundaryLoop({0, kInvalid, far, 8}),
+              (std::vector<uint32_t>{kInvalid, kInvalid, kInvalid, kInvalid}));
+    EXPECT_EQ(surface->getUVBoundaryLoop({0, 8}), (std::vector<uint32_t>{kInvalid, kInvalid}));  // no edge
+    uint32_t removed = 12345;
+    EXPECT_FALSE(surface->fuseVertices(kInvalid, 0, &removed));
+    EXPECT_FALSE(surface->fuseVertices(0, far, &removed));
+    EXPECT_EQ(removed, 12345u);
+    std::vector<uint32_t> loop{kInvalid, kInvalid, far, 0};
+    EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 1.0f));
+    EXPECT_FALSE(surface->fuseCollinearVertices(loop, 1.0f));
+    EXPECT_EQ(loop.size(), 4u);
+
+    EXPECT_TRUE(mesh.getTrianglesSharingVertices({0, far}).empty());
+    EXPECT_TRUE(mesh.getTrianglesSharingVertices({far}).empty());
+    std::vector<uint32_t> pair{far, 0, 1};
+    mesh.makeLoopCounterClockwise(pair);
+    EXPECT_EQ(pair, (std::vector<uint32_t>{far, 0, 1}));
+    EXPECT_EQ(mesh.getCoordinates({kInvalid}).size(), 1u);
+    EXPECT_FLOAT_EQ(mesh.computeAverageEdgeLength({0, kInvalid}), 0.0f);  // both read as the origin
+    for (const std::string& message : capture.messages())
+        EXPECT_EQ(message, "m_vVertices.isValid(vID)");
+
+    EXPECT_EQ(mesh.GetTriangleCount(), 7u);
+    EXPECT_EQ(mesh.GetVertexCount(), 9u);
+    EXPECT_EQ(layer->GetTriangleCount(), 8u);
+    EXPECT_TRUE(isConsistent(mesh));
+}
+
+TEST(OwnSurface, FuseCollinearRemovesMiddleVerticesAndKeepsCorners)
+{
+    auto surface = gridSurface(3, 1);
+    std::vector<uint32_t> loop{0, 1, 2, 3, 7, 6, 5, 4};
+    ASSERT_TRUE(surface->fuseCollinearVertices(loop, 1e-4f));
+    EXPECT_EQ(loop, (std::vector<uint32_t>{0, 3, 7, 4}));
+    EXPECT_EQ(surface->getMesh().GetTriangleCount(), 2u);
+    EXPECT_TRUE(isConsistent(surface->getMesh()));
+}
+
+TEST(OwnMesh, TrianglesSharingVerticesFollowTheFirstVertexOrder)
+{
+    auto mesh = makeEngineGrid<OxmTnTriangleMesh>(2, 2);
+    EXPECT_EQ(mesh->getTrianglesSharingVertices({4}), (std::vector<uint32_t>{0, 1, 3, 4, 6, 7}));
+    EXPECT_EQ(mesh->getTrianglesSharingVertices({4, 1}), (std::vector<uint32_t>{0, 3}));
+    EXPECT_EQ(mesh->getTrianglesSharingVertices({0, 1, 4}), (std::vector<uint32_t>{0}));
+    EXPECT_TRUE(mesh->getTrianglesSharingVertices({0, 1, 4, 5}).empty());
+    EXPECT_TRUE(mesh->getTrianglesSharingVertices({}).empty());
+    EXPECT_TRUE(mesh->getTrianglesSharingVertices({kInvalid, 1}).empty());
+    const auto points = mesh->getCoordinates({8, 1});
+    ASSERT_EQ(points.size(), 2u);
+    EXPECT_EQ(points[0], Quelm::Objects::Vector3<float>(2, 2, 0));
+    EXPECT_EQ(points[1], Quelm::Objects::Vector3<float>(1, 0, 0));
+}
+
+TEST(OwnMesh, EdgeLengthStatisticsCloseTheLoopAndDivideByN)
+{
+    auto mesh = makeEngineGrid<OxmTnTriangleMesh>(2, 1);
+    const std::vector<uint32_t> rectangle{0, 2, 5, 3};  // sides 2, 1, 2, 1
+    for (int threads : {1, 4})
+    {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+        EXPECT_FLOAT_EQ(mesh->computeAverageEdgeLength(rectangle), 1.5f);
+        EXPECT_FLOAT_EQ(mesh->computeStandardDeviationEdgeLength(rectangle), 0.5f);
+    }
+    EXPECT_EQ(mesh->computeAverageEdgeLength({3}), 0.0f);
+    EXPECT_EQ(mesh->computeStandardDeviationEdgeLength({3}), 0.0f);
+    EXPECT_FLOAT_EQ(mesh->computeAverageEdgeLength({0, 2}), 2.0f);  // there and back
+}
+
+TEST(OwnMesh, LoopOrientationIsDecidedOnlyOnABoundaryFirstEdge)
+{
+    auto mesh = makeEngineGrid<OxmTnTriangleMesh>(2, 2);
+    std::vector<uint32_t> loop{0, 1, 2, 5, 8, 7, 6, 3};  // runs with the triangles' winding
+    mesh->makeLoopCounterClockwise(loop);
+    EXPECT_EQ(loop, (std::vector<uint32_t>{3, 6, 7, 8, 5, 2, 1, 0}));
+    mesh->makeLoopCounterClockwise(loop);  // already against the winding: unchanged
+    EXPECT_EQ(loop.front(), 3u);
+    mesh->makeLoopClockwise(loop);
+    EXPECT_EQ(loop, (std::vector<uint32_t>{0, 1, 2, 5, 8, 7, 6, 3}));
+
+    std::vector<uint32_t> interior{0, 4, 8};  // first edge has two triangles
+    mesh->makeLoopCounterClockwise(interior);
+    EXPECT_EQ(interior, (std::vector<uint32_t>{0, 4, 8}));
+    mesh->makeLoopClockwise(interior);
+    EXPECT_EQ(interior, (std::vector<uint32_t>{8, 4, 0}));
+
+    std::vector<uint32_t> pair{0, 1};
+    mesh->makeLoopCounterClockwise(pair);
+    EXPECT_EQ(pair, (std::vector<uint32_t>{0, 1}));
+    mesh->makeLoopClockwise(pair);
+    EXPECT_EQ(pair, (std::vector<uint32_t>{1, 0}));
+}

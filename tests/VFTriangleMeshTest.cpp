@@ -1,0 +1,644 @@
+#include "engine/VFTriangleMesh.h"
+
+#include "support/EngineMeshes.h"
+
+#include <gtest/gtest.h>
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/parallel_for.h>
+
+#include <array>
+#include <random>
+
+using namespace test;
+
+namespace
+{
+
+constexpr unsigned kInvalid = IMesh::InvalidID;
+
+std::vector<unsigned> vertexEdges(const VFTriangleMesh& mesh, unsigned vID)
+{
+    std::vector<unsigned> edges;
+    VFTriangleMesh::VtxNbrItr itr(vID);
+    mesh.BeginVtxEdges(itr);
+    for (unsigned e = mesh.GetNextVtxEdge(itr); e != kInvalid; e = mesh.GetNextVtxEdge(itr))
+        edges.push_back(e);
+    return edges;
+}
+
+std::vector<unsigned> neighbours(const VFTriangleMesh& mesh, unsigned vID)
+{
+    std::vector<unsigned> nbrs;
+    VFTriangleMesh::VtxNbrItr itr(vID);
+    mesh.BeginVtxEdges(itr);
+    for (unsigned v = mesh.GetNextVtxNbr(itr); v != kInvalid; v = mesh.GetNextVtxNbr(itr))
+        nbrs.push_back(v);
+    return nbrs;
+}
+
+}  // namespace
+
+TEST(EngineMeshStorage, EmptyMeshHasNothingToIterate)
+{
+    VFTriangleMesh mesh;
+    EXPECT_EQ(mesh.GetMaxVertexID(), 0u);
+    EXPECT_EQ(mesh.GetMaxTriangleID(), 0u);
+    EXPECT_EQ(mesh.GetMaxEdgeID(), 0u);
+    EXPECT_EQ(mesh.GetVertexCount() + mesh.GetTriangleCount() + mesh.GetEdgeCount(), 0u);
+    EXPECT_EQ(mesh.BeginTriangles(), mesh.EndTriangles());
+    EXPECT_EQ(mesh.BeginVertices(), mesh.EndVertices());
+    EXPECT_TRUE(isConsistent(mesh));
+}
+
+TEST(EngineMeshStorage, GridHasEulerCountsAndBoundary)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    EXPECT_EQ(mesh->GetVertexCount(), 9u);
+    EXPECT_EQ(mesh->GetTriangleCount(), 8u);
+    EXPECT_EQ(mesh->GetEdgeCount(), 16u);  // V - E + F = 1 for a disc
+    unsigned boundary = 0;
+    for (unsigned e : mesh->Edges())
+        boundary += mesh->IsBoundaryEdge(e) ? 1 : 0;
+    EXPECT_EQ(boundary, 8u);
+    EXPECT_FALSE(mesh->IsBoundaryVertex(4));
+    EXPECT_TRUE(mesh->IsBoundaryVertex(1));
+    EXPECT_EQ(mesh->GetVertexEdgeCount(4), 6u);
+    EXPECT_EQ(mesh->GetTriangleCount(4), 6u);
+    std::vector<unsigned> tris{99};
+    mesh->GetVertexTriangles(1, tris);  // appends, in insertion order
+    EXPECT_EQ(tris, (std::vector<unsigned>{99, 0, 2, 3}));
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+TEST(EngineMeshStorage, AppendTriangleRefusesBadCornersAndChangesNothing)
+{
+    auto mesh = makeEngineGrid(1, 1);
+    const unsigned edges = mesh->GetEdgeCount();
+    EXPECT_EQ(mesh->AppendTriangle(0, 0, 1), kInvalid);
+    EXPECT_EQ(mesh->AppendTriangle(0, 1, 99), kInvalid);
+    EXPECT_EQ(mesh->AppendTriangle(kInvalid, 1, 2), kInvalid);
+    EXPECT_EQ(mesh->GetMaxTriangleID(), 2u);
+    EXPECT_EQ(mesh->GetEdgeCount(), edges);
+    EXPECT_EQ(mesh->GetVertexRefCount(0), 3);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+TEST(EngineMeshStorage, RemovedTriangleLeavesAHoleAndIsolatedVerticesStay)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    mesh->RemoveTriangle(0);  // (0, 1, 4): vertex 0 keeps triangle 1
+    EXPECT_TRUE(isConsistent(*mesh));
+    EXPECT_FALSE(mesh->IsTriangle(0));
+    EXPECT_EQ(mesh->GetMaxTriangleID(), 8u);
+    EXPECT_EQ(mesh->GetTriangleCount(), 7u);
+    EXPECT_EQ(mesh->FindEdge(0, 1), kInvalid);  // edge left without a triangle goes
+    EXPECT_TRUE(mesh->IsBoundaryEdge(1, 4));    // interior edge became boundary
+
+    const unsigned t = mesh->AppendTriangle(0, 1, 4);
+    EXPECT_EQ(t, 8u);  // new IDs never reuse a hole
+    EXPECT_FALSE(mesh->IsTriangle(0));
+    EXPECT_TRUE(isConsistent(*mesh));
+
+    for (unsigned tID = 0; tID < mesh->GetMaxTriangleID(); ++tID)
+        if (mesh->IsTriangle(tID))
+            mesh->RemoveTriangle(tID);
+    EXPECT_TRUE(isConsistent(*mesh));
+    EXPECT_EQ(mesh->GetEdgeCount(), 0u);
+    EXPECT_EQ(mesh->GetVertexCount(), 9u);
+    EXPECT_EQ(mesh->GetVertexRefCount(4), 1);
+    EXPECT_TRUE(mesh->RemoveVertex(4));
+    EXPECT_FALSE(mesh->IsVertex(4));
+    EXPECT_EQ(mesh->GetMaxVertexID(), 9u);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+TEST(EngineMeshStorage, IdIteratorsSkipHoles)
+{
+    auto mesh = makeEngineGrid(2, 1);
+    mesh->RemoveTriangle(0);
+    mesh->RemoveTriangle(3);
+    std::vector<unsigned> ids(mesh->BeginTriangles(), mesh->EndTriangles());
+    EXPECT_EQ(ids, (std::vector<unsigned>{1, 2}));
+    mesh->AppendVertex(Vector3f());
+    mesh->RemoveVertex(6);
+    EXPECT_EQ(std::distance(mesh->BeginVertices(), mesh->EndVertices()), 6);
+}
+
+TEST(EngineMeshAdjacency, BoundaryEdgeHasInvalidSecondTriangleAndIsolatedVertexNoNeighbours)
+{
+    auto mesh = makeEngineGrid(1, 1);
+    const unsigned lonely = mesh->AppendVertex(Vector3f(5, 5, 5));
+    Index2i ev, et;
+    mesh->GetEdge(mesh->FindEdge(0, 1), ev, et);
+    EXPECT_EQ(et[0], 0u);
+    EXPECT_EQ(et[1], kInvalid);
+    mesh->GetEdgeT(mesh->FindEdge(0, 3), et);  // the diagonal
+    EXPECT_EQ(et, Index2i(0, 1));
+    VFTriangleMesh::VtxNbrItr itr(lonely);
+    mesh->BeginVtxEdges(itr);
+    EXPECT_EQ(mesh->GetNextVtxNbr(itr), kInvalid);
+    mesh->BeginVtxTriangles(itr);
+    EXPECT_EQ(mesh->GetNextVtxTriangle(itr), kInvalid);
+    EXPECT_EQ(mesh->GetVertexRefCount(lonely), 1);
+}
+
+// Inline entries hold 7; a fan of 40 runs the centre's lists through three overflow chunks.
+TEST(EngineMeshAdjacency, HighValenceYieldsEveryEdgeInInsertionOrderThroughRemovals)
+{
+    auto mesh = makeEngineFan(40, false);
+    EXPECT_EQ(mesh->GetVertexEdgeCount(0), 41u);
+    std::vector<unsigned> expected;
+    for (unsigned v = 1; v <= 41; ++v)
+        expected.push_back(v);
+    EXPECT_EQ(neighbours(*mesh, 0), expected);
+    EXPECT_TRUE(isConsistent(*mesh));
+
+    // Removing triangle 2 (0, 3, 4) drops no centre edge; removing triangle 3 too drops (0, 4).
+    mesh->RemoveTriangle(2);
+    mesh->RemoveTriangle(3);
+    expected.erase(std::find(expected.begin(), expected.end(), 4u));
+    EXPECT_EQ(neighbours(*mesh, 0), expected);
+    for (unsigned t = 20; t < 40; ++t)
+        mesh->RemoveTriangle(t);
+    expected.resize(expected.size() - 20);
+    EXPECT_EQ(neighbours(*mesh, 0), expected);
+    EXPECT_TRUE(isConsistent(*mesh));
+    for (unsigned t = 0; t < 5; ++t)
+        if (mesh->IsTriangle(t))
+            mesh->RemoveTriangle(t);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+TEST(EngineMeshAdjacency, NonManifoldEdgeEntersAndLeavesTheSet)
+{
+    auto mesh = makeEngineBook();
+    const unsigned e = mesh->FindEdge(0, 1);
+    EXPECT_TRUE(mesh->IsNonManifold(e));
+    EXPECT_EQ(mesh->GetNonManifoldEdges(), std::set<unsigned>{e});
+    Index2i ev;
+    const auto tris = mesh->GetEdge(e, ev);
+    ASSERT_EQ(tris.size(), 3u);
+    EXPECT_EQ(tris[2], 2u);
+    EXPECT_TRUE(isConsistent(*mesh));
+    {
+        AssertCapture capture;
+        Index2i et;
+        mesh->GetEdge(e, ev, et);
+        EXPECT_TRUE(capture.saw("e.nTriangles.size() <= 2"));
+        EXPECT_EQ(et, Index2i(0, 1));
+    }
+    mesh->RemoveTriangle(0);
+    EXPECT_FALSE(mesh->IsNonManifold(e));
+    EXPECT_TRUE(mesh->GetNonManifoldEdges().empty());
+    EXPECT_EQ(mesh->GetEdgeTriangleCount(e), 2u);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+TEST(EngineMeshAdjacency, NeighbourTrianglesAcrossEachEdge)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    Index3i nbr;
+    mesh->GetTriNeighbourTris(3, nbr);  // (1, 5, 4): across (1,5) t2, (5,4) t6, (4,1) t0
+    EXPECT_EQ(nbr, Index3i(2, 6, 0));
+    mesh->GetTriNeighbourTris(0, nbr);  // (0, 1, 4): (0,1) boundary
+    EXPECT_EQ(nbr, Index3i(kInvalid, 3, 1));
+    EXPECT_TRUE(mesh->IsBoundaryTriangle(0));
+    EXPECT_FALSE(makeEngineTetrahedron()->IsBoundaryTriangle(0));
+}
+
+TEST(EngineMeshAdjacency, ManifoldVertexTestCountsBoundaryEdges)
+{
+    EXPECT_FALSE(makeEngineBowTie()->IsManifoldVertex(0));  // four boundary edges
+    auto grid = makeEngineGrid(2, 2);
+    EXPECT_TRUE(grid->IsManifoldVertex(1));  // two boundary edges
+    EXPECT_TRUE(grid->IsManifoldVertex(4));
+}
+
+TEST(EngineMeshOneRing, InteriorVertexGivesClosedRingInWindingOrder)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    std::vector<unsigned> ring, tris;
+    ASSERT_TRUE(mesh->GetVtxOneRing(4, ring, &tris));
+    EXPECT_EQ(ring, (std::vector<unsigned>{0, 1, 5, 8, 7, 3}));  // counter-clockwise around (1, 1)
+    EXPECT_EQ(tris, (std::vector<unsigned>{0, 3, 6, 7, 4, 1}));
+    ASSERT_TRUE(mesh->GetVtxOneRing(1, ring, &tris));
+    EXPECT_EQ(ring, (std::vector<unsigned>{2, 5, 4, 0}));  // open fan from boundary edge (1, 2)
+    EXPECT_EQ(tris.size(), 3u);
+}
+
+TEST(EngineMeshOneRing, PinchedVertexIsReportedWithItsBoundaryEdgeCount)
+{
+    auto mesh = makeEngineBowTie();
+    AssertCapture capture;
+    std::vector<unsigned> ring{99};
+    EXPECT_FALSE(mesh->GetVtxOneRing(0, ring));
+    EXPECT_TRUE(ring.empty());
+    EXPECT_TRUE(capture.saw("Vertex 0 has 4 boundary edges - cannot find proper one-ring"));
+}
+
+TEST(EngineMeshFlags, FlagIndexWrapsAtThirtyTwo)
+{
+    auto mesh = makeEngineGrid(1, 1);
+    mesh->SetTriangleFlag(1, 33);
+    EXPECT_EQ(mesh->GetTriangleFlags(1), 2u);
+    EXPECT_TRUE(mesh->HasTriangleFlag(1, 1));
+    EXPECT_FALSE(mesh->HasTriangleFlag(1, 32));
+    EXPECT_EQ(mesh->GetTriangleFlags(0), 0u);
+    mesh->SetTriangleFlag(1, 31);
+    mesh->ClearTriangleFlag(1, 1);
+    EXPECT_EQ(mesh->GetTriangleFlags(1), 0x80000000u);
+    mesh->SetVertexFlag(2, 40);
+    EXPECT_TRUE(mesh->HasVertexFlag(2, 8));
+    mesh->ClearVertexFlag(2, 8);
+    EXPECT_EQ(mesh->GetVertexFlags(2), 0u);
+    mesh->SetTriangleGroup(0, 7);
+    EXPECT_EQ(mesh->GetTriangleGroup(0), 7u);
+    EXPECT_EQ(mesh->AppendTriangle(0, 1, 3, 5), 2u);
+    EXPECT_EQ(mesh->GetTriangleGroup(2), 5u);
+}
+
+TEST(EngineMeshBadInput, InvalidIdsAreReportedAndNothingIsTouched)
+{
+    auto mesh = makeEngineGrid(1, 1);
+    mesh->RemoveTriangle(1);
+    AssertCapture capture;
+    for (unsigned id : {kInvalid, 1u, 1000000u})
+    {
+        EXPECT_FALSE(mesh->IsTriangle(id));
+        EXPECT_FALSE(mesh->IsEdge(id + 10));
+        EXPECT_EQ(mesh->FindEdge(id == 1 ? 1 : id, id == 1 ? 2 : 0), kInvalid);  // 1-2 is not joined
+        EXPECT_FALSE(mesh->IsBoundaryEdge(2, id));
+    }
+    EXPECT_FALSE(mesh->IsVertex(kInvalid));
+    EXPECT_EQ(capture.count(), 0u);  // the Is... queries and FindEdge never report
+
+    Index3i tri(1, 2, 3);
+    mesh->GetTriangle(1, tri);
+    EXPECT_EQ(tri, Index3i(kInvalid, kInvalid, kInvalid));
+    EXPECT_EQ(mesh->GetTriangle(kInvalid)[2], kInvalid);
+    mesh->SetTriangleFlag(kInvalid, 3);
+    mesh->ClearTriangleFlag(1, 3);
+    EXPECT_TRUE(capture.saw("m_vTriangles.isValid(tID)"));
+    EXPECT_FALSE(mesh->IsBoundaryEdge(12345u));
+    EXPECT_TRUE(capture.saw("m_vEdges.isValid(eID)"));
+    VFTriangleMesh::VtxNbrItr itr(77);
+    mesh->BeginVtxEdges(itr);
+    EXPECT_EQ(mesh->GetNextVtxEdge(itr), kInvalid);
+    EXPECT_TRUE(capture.saw("m_vVertices.isValid(v.vID)"));
+
+    capture.clear();
+    Vector3f p(1, 1, 1);
+    mesh->GetVertex(kInvalid, p);
+    EXPECT_EQ(p, Vector3f());
+    mesh->RemoveTriangle(1);
+    mesh->RemoveTriangle(kInvalid);
+    mesh->SetColor(500, Vector3f());
+    EXPECT_EQ(mesh->GetTriangleVertex(0, 3), kInvalid);
+    EXPECT_EQ(mesh->GetTriangleGroup(kInvalid), kInvalid);
+    std::vector<unsigned> ring;
+    EXPECT_FALSE(mesh->GetVtxOneRing(kInvalid, ring));
+    EXPECT_EQ(capture.count(), 7u);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+// Every ID-taking call, fed InvalidID, a hole and IDs past the end of each slot array: the Is...
+// queries answer false silently, accessors give their documented defaults, nothing changes (the
+// sanitizer build checks that no foreign memory is read).
+TEST(EngineMeshBadInput, EveryIdTakingCallSurvivesHolesAndGarbage)
+{
+    auto mesh = makeEngineGrid(2, 1);  // 6 vertices, 4 triangles, 9 edges
+    const unsigned lonely = mesh->AppendVertex(Vector3f(9, 9, 9));
+    mesh->RemoveVertex(lonely);   // vertex hole 6
+    mesh->RemoveTriangle(3);      // triangle hole 3 (1, 5, 4); edge (5, 4) goes with it
+    const unsigned edgeHole = 8;  // edges are numbered in append order: (5, 4) came last
+    ASSERT_FALSE(mesh->IsEdge(edgeHole));
+    ASSERT_TRUE(isConsistent(*mesh));
+    const unsigned vertices = mesh->GetVertexCount(), triangles = mesh->GetTriangleCount();
+    const unsigned edges = mesh->GetEdgeCount();
+
+    AssertCapture capture;
+    for (unsigned id : {kInvalid, 6u, 3u, edgeHole, 11u, 1u << 30})
+    {
+        const bool vertexBad = !mesh->IsVertex(id), triangleBad = !mesh->IsTriangle(id);
+        if (vertexBad)
+        {
+            Vector3f p(1, 1, 1), n(1, 1, 1);
+            mesh->GetVertex(id, p, &n);
+            EXPECT_EQ(p, Vector3f());
+            EXPECT_EQ(n, Vector3f());
+            vsk::Vector3d pd(1, 1, 1);
+            mesh->GetVertex(id, pd);
+            EXPECT_EQ(pd, vsk::Vector3d());
+            mesh->SetVertex(id, p);
+            mesh->GetNormal(id, n);
+            mesh->SetNormal(id, n);
+            mesh->GetColor(id, n);
+            mesh->SetColor(id, n);
+            EXPECT_FALSE(mesh->RemoveVertex(id));
+            EXPECT_EQ(mesh->GetVertexRefCount(id), 0);
+            EXPECT_EQ(mesh->GetTriangleCount(id), 0u);
+            EXPECT_EQ(mesh->GetVertexEdgeCount(id), 0u);
+            std::vector<unsigned> list{42};
+            mesh->GetVertexTriangles(id, list);
+            EXPECT_EQ(list, std::vector<unsigned>{42});
+            EXPECT_FALSE(mesh->IsBoundaryVertex(id));
+            EXPECT_FALSE(mesh->IsManifoldVertex(id));
+            EXPECT_FALSE(mesh->GetVtxOneRing(id, list));
+            mesh->SetVertexFlag(id, 8);
+            mesh->ClearVertexFlag(id, 8);
+            EXPECT_FALSE(mesh->HasVertexFlag(id, 8));
+            EXPECT_EQ(mesh->GetVertexFlags(id), 0u);
+            VFTriangleMesh::VtxNbrItr itr(id);
+            mesh->BeginVtxTriangles(itr);
+            EXPECT_EQ(mesh->GetNextVtxTriangle(itr), kInvalid);
+            mesh->BeginVtxEdges(itr);
+            EXPECT_EQ(mesh->GetNextVtxNbr(itr), kInvalid);
+            EXPECT_EQ(mesh->AppendTriangle(0, 1, id), kInvalid);
+            EXPECT_EQ(mesh->FindEdge(0, id), kInvalid);
+            EXPECT_EQ(mesh->FindEdge(id, 0), kInvalid);
+            EXPECT_FALSE(mesh->IsBoundaryEdge(id, 0));
+            VFTriangleMesh::EdgeCollapseInfo info;
+            EXPECT_FALSE(mesh->CollapseEdge(0, id, info));
+            EXPECT_FALSE(mesh->CollapseBoundaryEdge(id, 0, info));
+            EXPECT_EQ(info.vRemoved, kInvalid);
+        }
+        if (triangleBad)
+        {
+            Index3i out(1, 2, 3);
+            mesh->GetTriangle(id, out);
+            EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            EXPECT_EQ(mesh->GetTriangle(id)[0], kInvalid);
+            EXPECT_EQ(mesh->GetTriangleVertex(id, 0), kInvalid);
+            Vector3f p(1, 1, 1);
+            mesh->GetTriVertex(id, 0, p);
+            EXPECT_EQ(p, Vector3f());
+            mesh->GetTriEdges(id, out);
+            EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            out = Index3i(1, 2, 3);
+            mesh->GetTriNeighbourTris(id, out);
+            EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            EXPECT_FALSE(mesh->IsBoundaryTriangle(id));
+            EXPECT_EQ(mesh->GetTriangleGroup(id), kInvalid);
+            mesh->SetTriangleGroup(id, 5);
+            mesh->SetTriangleFlag(id, 2);
+            mesh->ClearTriangleFlag(id, 2);
+            EXPECT_FALSE(mesh->HasTriangleFlag(id, 2));
+            EXPECT_EQ(mesh->GetTriangleFlags(id), 0u);
+            mesh->RemoveTriangle(id);
+        }
+        if (!mesh->IsEdge(id))
+        {
+            Index2i ev(1, 2), et(1, 2);
+            mesh->GetEdgeV(id, ev);
+            EXPECT_EQ(ev, Index2i(kInvalid, kInvalid));
+            mesh->GetEdge(id, ev, et);
+            EXPECT_EQ(et, Index2i(kInvalid, kInvalid));
+            et = Index2i(1, 2);
+            mesh->GetEdgeT(id, et);
+            EXPECT_EQ(et, Index2i(kInvalid, kInvalid));
+            EXPECT_TRUE(mesh->GetEdge(id, ev).empty());
+            EXPECT_EQ(mesh->GetEdgeTriangleCount(id), 0u);
+            EXPECT_FALSE(mesh->IsBoundaryEdge(id));
+            EXPECT_FALSE(mesh->IsNonManifold(id));
+            EXPECT_FALSE(mesh->CanCollapseEdge(id, true));
+        }
+    }
+    std::vector<VFTriangleMesh::BoundaryLoop> loops;
+    EXPECT_TRUE(mesh->GetBoundaryLoops({kInvalid, 3u, 1u << 30}, loops));
+    EXPECT_TRUE(loops.empty());
+
+    EXPECT_GT(capture.count(), 0u);
+    for (const std::string& message : capture.messages())  // only the documented reports
+        EXPECT_TRUE(message == "m_vVertices.isValid(vID)" || message == "m_vVertices.isValid(v.vID)" ||
+                    message == "IsVertex(vID)" || message == "m_vTriangles.isValid(tID)" ||
+                    message == "m_vEdges.isValid(eID)")
+            << message;
+    EXPECT_EQ(mesh->GetVertexCount(), vertices);
+    EXPECT_EQ(mesh->GetTriangleCount(), triangles);
+    EXPECT_EQ(mesh->GetEdgeCount(), edges);
+    EXPECT_EQ(mesh->GetMaxVertexID(), 7u);
+    EXPECT_EQ(mesh->GetMaxTriangleID(), 4u);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+// A vertex is not joined to itself: the lookup must not answer with the first edge at it.
+TEST(EngineMeshBadInput, NoEdgeJoinsAVertexToItself)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    EXPECT_EQ(mesh->FindEdge(1, 1), kInvalid);
+    EXPECT_FALSE(mesh->IsBoundaryEdge(1, 1));  // vertex 1's first edge (0, 1) is a boundary edge
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+TEST(EngineMeshCollapse, InteriorCollapseRemovesOneVertexTwoTrianglesThreeEdges)
+{
+    auto mesh = makeEngineGrid(3, 3);  // interior vertices 5, 6, 9, 10
+    const unsigned movedTriangle = 5;  // quad (2, 0) upper triangle (2, 7, 6) moves to 5
+    mesh->SetTriangleFlag(movedTriangle, 4);
+    mesh->SetTriangleGroup(movedTriangle, 9);
+    ASSERT_TRUE(mesh->CanCollapseEdge(mesh->FindEdge(5, 6)));
+    VFTriangleMesh::EdgeCollapseInfo info;
+    ASSERT_TRUE(mesh->CollapseEdge(5, 6, info));
+    EXPECT_TRUE(isConsistent(*mesh));
+    EXPECT_EQ(info.vKept, 5u);
+    EXPECT_EQ(info.vRemoved, 6u);
+    EXPECT_FALSE(mesh->IsVertex(6));
+    EXPECT_EQ(mesh->GetVertexCount(), 15u);
+    EXPECT_EQ(mesh->GetTriangleCount(), 16u);
+    EXPECT_EQ(mesh->GetEdgeCount(), 30u);
+    EXPECT_FALSE(mesh->IsTriangle(info.tRemoved[0]));
+    EXPECT_FALSE(mesh->IsTriangle(info.tRemoved[1]));
+    EXPECT_EQ(mesh->GetTriangle(movedTriangle)[2], 5u);
+    EXPECT_TRUE(mesh->HasTriangleFlag(movedTriangle, 4));
+    EXPECT_EQ(mesh->GetTriangleGroup(movedTriangle), 9u);
+}
+
+TEST(EngineMeshCollapse, BoundaryCollapseKeepsTheRequestedEnd)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    const unsigned e = mesh->FindEdge(0, 1);
+    EXPECT_FALSE(mesh->CanCollapseEdge(e));  // boundary edges need the flag
+    EXPECT_TRUE(mesh->CanCollapseEdge(e, true));
+    VFTriangleMesh::EdgeCollapseInfo info;
+    EXPECT_FALSE(mesh->CollapseEdge(1, 0, info));  // not an interior edge
+    ASSERT_TRUE(mesh->CollapseBoundaryEdge(1, 0, info));
+    EXPECT_TRUE(isConsistent(*mesh));
+    EXPECT_EQ(info.vRemoved, 0u);
+    EXPECT_EQ(info.tRemoved, Index2i(0, kInvalid));
+    EXPECT_EQ(mesh->GetVertexCount(), 8u);
+    EXPECT_EQ(mesh->GetTriangleCount(), 7u);
+    EXPECT_EQ(mesh->GetEdgeCount(), 14u);
+}
+
+TEST(EngineMeshCollapse, InteriorCollapseKeepsTheBoundaryEnd)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    VFTriangleMesh::EdgeCollapseInfo info;
+    ASSERT_TRUE(mesh->CollapseEdge(4, 1, info));  // 1 lies on the boundary, 4 does not
+    EXPECT_EQ(info.vKept, 1u);
+    EXPECT_EQ(info.vRemoved, 4u);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+TEST(EngineMeshCollapse, RefusesPinchesDuplicatesAndVanishingTriangles)
+{
+    auto strip = makeEngineGrid(2, 1);  // edge (1, 4) is interior but both ends are on the boundary
+    EXPECT_FALSE(strip->CanCollapseEdge(strip->FindEdge(1, 4), true));
+    auto tetra = makeEngineTetrahedron();  // every collapse would fold two faces onto each other
+    for (unsigned e : tetra->Edges())
+        EXPECT_FALSE(tetra->CanCollapseEdge(e, true));
+    auto single = makeEngineGrid(1, 1);
+    single->RemoveTriangle(1);
+    EXPECT_FALSE(single->CanCollapseEdge(single->FindEdge(0, 1), true));
+    EXPECT_FALSE(makeEngineBook()->CanCollapseEdge(0, true));
+    EXPECT_FALSE(makeEngineGrid(1, 1)->CanCollapseEdge(kInvalid, true));
+
+    // A closed fan of 3 folds into its outer triangle; the centre goes even though it was asked
+    // to stay, because the rim vertex lies on the boundary.
+    auto fan = makeEngineFan(3, true);
+    VFTriangleMesh::EdgeCollapseInfo info;
+    ASSERT_TRUE(fan->CollapseEdge(0, 1, info));
+    EXPECT_EQ(info.vRemoved, 0u);
+    EXPECT_EQ(fan->GetTriangleCount(), 1u);
+    EXPECT_TRUE(isConsistent(*fan));
+}
+
+TEST(EngineMeshBorders, WholeGridGivesOneSimpleLoopAlongTheWinding)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    std::set<unsigned> all(mesh->BeginTriangles(), mesh->EndTriangles());
+    std::vector<VFTriangleMesh::BoundaryLoop> loops;
+    ASSERT_TRUE(mesh->GetBoundaryLoops(all, loops));
+    ASSERT_EQ(loops.size(), 1u);
+    EXPECT_EQ(loops[0].vVertices, (std::vector<unsigned>{0, 1, 2, 5, 8, 7, 6, 3}));
+    EXPECT_TRUE(loops[0].bIsSimple);
+
+    mesh->SetVertexFlag(7, VFTriangleMesh::VertexFlagBoundaryPinch);
+    ASSERT_TRUE(mesh->GetBoundaryLoops(all, loops));  // appended
+    ASSERT_EQ(loops.size(), 2u);
+    EXPECT_FALSE(loops[1].bIsSimple);
+}
+
+TEST(EngineMeshBorders, SetPinchedAtOneVertexGivesTwoLoopsMarkedNotSimple)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    std::vector<VFTriangleMesh::BoundaryLoop> loops;
+    ASSERT_TRUE(mesh->GetBoundaryLoops({0, 6}, loops));  // (0,1,4) and (4,5,8) touch at 4
+    ASSERT_EQ(loops.size(), 2u);
+    EXPECT_EQ(loops[0].vVertices, (std::vector<unsigned>{0, 1, 4}));
+    EXPECT_EQ(loops[1].vVertices, (std::vector<unsigned>{4, 5, 8}));
+    EXPECT_FALSE(loops[0].bIsSimple);
+    EXPECT_FALSE(loops[1].bIsSimple);
+    EXPECT_EQ(mesh->GetVertexFlags(4), 0u);  // the flag word is not written
+}
+
+TEST(EngineMeshCopy, CopyIsDeepAndIndependent)
+{
+    auto mesh = makeEngineFan(12, true);
+    mesh->RemoveTriangle(4);
+    VFTriangleMesh copy(*mesh);
+    EXPECT_TRUE(isConsistent(copy));
+    copy.RemoveTriangle(5);
+    EXPECT_TRUE(mesh->IsTriangle(5));
+    EXPECT_EQ(vertexEdges(copy, 0).size() + 1, vertexEdges(*mesh, 0).size());
+    std::unique_ptr<VFTriangleMesh> clone = mesh->Clone();
+    EXPECT_TRUE(isConsistent(*clone));
+    EXPECT_EQ(clone->GetMaxTriangleID(), 12u);
+}
+
+// Readers share no scratch state: one-rings and edge lookups from many threads match a serial run.
+TEST(EngineMeshConcurrency, ParallelReadersAgreeWithSerial)
+{
+    auto mesh = makeEngineGrid(30, 30);
+    for (unsigned t = 0; t < mesh->GetMaxTriangleID(); t += 7)
+        mesh->RemoveTriangle(t);
+    auto summarise = [&](unsigned v)
+    {
+        std::vector<unsigned> ring;
+        const bool ok = mesh->GetVtxOneRing(v, ring);
+        size_t found = 0;
+        for (unsigned w : neighbours(*mesh, v))
+            found += mesh->FindEdge(w, v) != kInvalid;
+        return (ok ? ring.size() : 1000) + 10000 * found;
+    };
+    AssertCapture capture;  // pinch points on the holes' borders report; that is expected here
+    std::vector<size_t> serial(mesh->GetMaxVertexID()), parallel(mesh->GetMaxVertexID());
+    for (unsigned v = 0; v < mesh->GetMaxVertexID(); ++v)
+        serial[v] = summarise(v);
+    for (int threads : {1, 4})
+    {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+        tbb::parallel_for(0u, mesh->GetMaxVertexID(), [&](unsigned v) { parallel[v] = summarise(v); });
+        EXPECT_EQ(parallel, serial);
+    }
+}
+
+// Random appends (non-manifold edges and high valences included) and removals on a few vertices;
+// the checker runs after every mutation.
+TEST(EngineMeshRandomEdits, AppendsAndRemovalsKeepEveryInvariant)
+{
+    VFTriangleMesh mesh;
+    for (int v = 0; v < 24; ++v)
+        mesh.AppendVertex(Vector3f(float(v), 0.0f, 0.0f));
+    std::mt19937 random(12345);
+    auto pick = [&](size_t n) { return static_cast<unsigned>(random() % n); };
+    for (int step = 0; step < 500; ++step)
+    {
+        if (pick(10) < 6 || mesh.GetTriangleCount() == 0)
+        {
+            const unsigned a = pick(24), b = pick(24), c = pick(24);
+            const unsigned t = mesh.AppendTriangle(a, b, c);
+            ASSERT_EQ(t != IMesh::InvalidID, a != b && b != c && a != c);
+        }
+        else
+        {
+            std::vector<unsigned> live(mesh.BeginTriangles(), mesh.EndTriangles());
+            mesh.RemoveTriangle(live[pick(live.size())]);
+        }
+        ASSERT_TRUE(isConsistent(mesh)) << "after step " << step;
+    }
+}
+
+// Random collapses (each allowed one must succeed) and removals on a grid; every result stays
+// consistent and free of non-manifold edges.
+TEST(EngineMeshRandomEdits, CollapsesKeepEveryInvariant)
+{
+    auto mesh = makeEngineGrid(8, 8);
+    std::mt19937 random(777);
+    auto pick = [&](size_t n) { return static_cast<unsigned>(random() % n); };
+    unsigned collapses = 0;
+    for (int step = 0; step < 300 && mesh->GetEdgeCount() > 0; ++step)
+    {
+        std::vector<unsigned> edges(mesh->BeginEdges(), mesh->EndEdges());
+        const unsigned e = edges[pick(edges.size())];
+        if (pick(10) == 0)
+        {
+            Index2i et;
+            mesh->GetEdgeT(e, et);
+            mesh->RemoveTriangle(et[0]);
+        }
+        else if (mesh->CanCollapseEdge(e, true))
+        {
+            Index2i ev;
+            mesh->GetEdgeV(e, ev);
+            VFTriangleMesh::EdgeCollapseInfo info;
+            const bool done = mesh->IsBoundaryEdge(e) ? mesh->CollapseBoundaryEdge(ev[0], ev[1], info)
+                                                      : mesh->CollapseEdge(ev[0], ev[1], info);
+            ASSERT_TRUE(done);
+            ++collapses;
+        }
+        else
+            continue;
+        ASSERT_TRUE(isConsistent(*mesh)) << "after step " << step;
+        ASSERT_TRUE(mesh->GetNonManifoldEdges().empty());
+        std::set<std::array<unsigned, 3>> corners;
+        for (unsigned t : mesh->Triangles())
+        {
+            std::array<unsigned, 3> key{mesh->GetTriangle(t)[0], mesh->GetTriangle(t)[1],
+                                        mesh->GetTriangle(t)[2]};
+            std::sort(key.begin(), key.end());
+            ASSERT_TRUE(corners.insert(key).second) << "duplicate triangle after step " << step;
+        }
+    }
+    EXPECT_GT(collapses, 20u);
+}

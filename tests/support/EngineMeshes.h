@@ -1,0 +1,284 @@
+#pragma once
+
+#include "engine/EngineAssert.h"
+#include "engine/VFTriangleMesh.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+// Engine meshes built in code, a consistency checker, and a capture of engine assertion reports.
+namespace test
+{
+
+using vsk::IMesh;
+using vsk::Index2i;
+using vsk::Index3i;
+using vsk::Vector3f;
+using vsk::VFTriangleMesh;
+
+// Fills `mesh` with an nx x ny grid of unit quads in z = 0, each split along its diagonal into
+// (i,j)(i+1,j)(i+1,j+1) and (i,j)(i+1,j+1)(i,j+1): vertex (i, j) gets ID j * (nx + 1) + i,
+// quad (i, j) triangles 2 (j * nx + i) and 2 (j * nx + i) + 1, counter-clockwise seen from +z.
+template <class Mesh>
+void fillGrid(Mesh& mesh, int nx, int ny, float spacing = 1.0f)
+{
+    const unsigned base = mesh.GetMaxVertexID();
+    for (int j = 0; j <= ny; ++j)
+        for (int i = 0; i <= nx; ++i)
+            mesh.AppendVertex(Vector3f(i * spacing, j * spacing, 0.0f));
+    auto at = [&](int i, int j) { return base + static_cast<unsigned>(j * (nx + 1) + i); };
+    for (int j = 0; j < ny; ++j)
+        for (int i = 0; i < nx; ++i)
+        {
+            mesh.AppendTriangle(at(i, j), at(i + 1, j), at(i + 1, j + 1));
+            mesh.AppendTriangle(at(i, j), at(i + 1, j + 1), at(i, j + 1));
+        }
+}
+
+template <class Mesh = VFTriangleMesh>
+std::unique_ptr<Mesh> makeEngineGrid(int nx, int ny, float spacing = 1.0f)
+{
+    auto mesh = std::make_unique<Mesh>();
+    fillGrid(*mesh, nx, ny, spacing);
+    return mesh;
+}
+
+// A fan of `n` triangles around vertex 0 (at the origin) over rim vertices 1..n on the unit
+// circle, counter-clockwise from +z; `closed` adds the last triangle (n, 1), making vertex 0
+// interior. Triangle k is (0, k + 1, k + 2).
+template <class Mesh = VFTriangleMesh>
+std::unique_ptr<Mesh> makeEngineFan(int n, bool closed)
+{
+    auto mesh = std::make_unique<Mesh>();
+    mesh->AppendVertex(Vector3f(0, 0, 0));
+    const int rim = closed ? n : n + 1;
+    for (int k = 0; k < rim; ++k)
+    {
+        const float angle = 6.2831853f * float(k) / float(closed ? n : n + 1);
+        mesh->AppendVertex(Vector3f(std::cos(angle), std::sin(angle), 0.0f));
+    }
+    for (int k = 0; k < n; ++k)
+        mesh->AppendTriangle(0, 1 + k, 1 + (k + 1) % rim);
+    return mesh;
+}
+
+// A closed tetrahedron: 4 vertices, 4 triangles, 6 edges, outward winding.
+template <class Mesh = VFTriangleMesh>
+std::unique_ptr<Mesh> makeEngineTetrahedron()
+{
+    auto mesh = std::make_unique<Mesh>();
+    mesh->AppendVertex(Vector3f(0, 0, 0));
+    mesh->AppendVertex(Vector3f(1, 0, 0));
+    mesh->AppendVertex(Vector3f(0, 1, 0));
+    mesh->AppendVertex(Vector3f(0, 0, 1));
+    mesh->AppendTriangle(0, 2, 1);
+    mesh->AppendTriangle(0, 1, 3);
+    mesh->AppendTriangle(1, 2, 3);
+    mesh->AppendTriangle(2, 0, 3);
+    return mesh;
+}
+
+// Two triangles meeting only at vertex 0 (a bow tie): 5 vertices, 4 boundary edges at vertex 0.
+template <class Mesh = VFTriangleMesh>
+std::unique_ptr<Mesh> makeEngineBowTie()
+{
+    auto mesh = std::make_unique<Mesh>();
+    mesh->AppendVertex(Vector3f(0, 0, 0));
+    mesh->AppendVertex(Vector3f(1, 0, 0));
+    mesh->AppendVertex(Vector3f(1, 1, 0));
+    mesh->AppendVertex(Vector3f(-1, 0, 0));
+    mesh->AppendVertex(Vector3f(-1, -1, 0));
+    mesh->AppendTriangle(0, 1, 2);
+    mesh->AppendTriangle(0, 3, 4);
+    return mesh;
+}
+
+// Three triangles on the edge (0, 1): a non-manifold edge. Vertices 2, 3, 4 are the far corners.
+template <class Mesh = VFTriangleMesh>
+std::unique_ptr<Mesh> makeEngineBook()
+{
+    auto mesh = std::make_unique<Mesh>();
+    mesh->AppendVertex(Vector3f(0, 0, 0));
+    mesh->AppendVertex(Vector3f(1, 0, 0));
+    mesh->AppendVertex(Vector3f(0.5f, 1, 0));
+    mesh->AppendVertex(Vector3f(0.5f, -1, 0));
+    mesh->AppendVertex(Vector3f(0.5f, 0, 1));
+    mesh->AppendTriangle(0, 1, 2);
+    mesh->AppendTriangle(1, 0, 3);
+    mesh->AppendTriangle(0, 1, 4);
+    return mesh;
+}
+
+// Checks every invariant of the engine mesh: reference counts, adjacency in both directions,
+// edge records, the non-manifold set, live counts and the hole-skipping iterators.
+inline ::testing::AssertionResult isConsistent(const VFTriangleMesh& mesh)
+{
+    std::ostringstream err;
+    auto has = [](const std::vector<unsigned>& list, unsigned x)
+    { return std::count(list.begin(), list.end(), x); };
+    auto collect = [&](unsigned vID, bool edges)
+    {
+        std::vector<unsigned> out;
+        VFTriangleMesh::VtxNbrItr itr(vID);
+        if (edges)
+        {
+            mesh.BeginVtxEdges(itr);
+            for (unsigned e = mesh.GetNextVtxEdge(itr); e != IMesh::InvalidID; e = mesh.GetNextVtxEdge(itr))
+                out.push_back(e);
+        }
+        else
+        {
+            mesh.BeginVtxTriangles(itr);
+            for (unsigned t = mesh.GetNextVtxTriangle(itr); t != IMesh::InvalidID;
+                 t = mesh.GetNextVtxTriangle(itr))
+                out.push_back(t);
+        }
+        return out;
+    };
+
+    unsigned liveV = 0, liveT = 0, liveE = 0, corners = 0;
+    for (unsigned v = 0; v < mesh.GetMaxVertexID(); ++v)
+    {
+        if (!mesh.IsVertex(v))
+            continue;
+        ++liveV;
+        const auto tris = collect(v, false);
+        const auto edges = collect(v, true);
+        corners += static_cast<unsigned>(tris.size());
+        if (mesh.GetVertexRefCount(v) != static_cast<int>(tris.size()) + 1)
+            err << "vertex " << v << " count " << mesh.GetVertexRefCount(v) << " with " << tris.size()
+                << " triangles; ";
+        if (tris.size() != mesh.GetTriangleCount(v) || edges.size() != mesh.GetVertexEdgeCount(v))
+            err << "vertex " << v << " list sizes; ";
+        for (unsigned t : tris)
+            if (!mesh.IsTriangle(t) || has(tris, t) != 1 ||
+                !std::count(mesh.GetTriangle(t), mesh.GetTriangle(t) + 3, v))
+                err << "vertex " << v << " lists bad triangle " << t << "; ";
+        for (unsigned e : edges)
+        {
+            Index2i ev;
+            if (!mesh.IsEdge(e) || has(edges, e) != 1)
+            {
+                err << "vertex " << v << " lists bad edge " << e << "; ";
+                continue;
+            }
+            mesh.GetEdgeV(e, ev);
+            if (ev[0] != v && ev[1] != v)
+                err << "vertex " << v << " lists foreign edge " << e << "; ";
+        }
+    }
+    for (unsigned t = 0; t < mesh.GetMaxTriangleID(); ++t)
+    {
+        if (!mesh.IsTriangle(t))
+            continue;
+        ++liveT;
+        Index3i tri;
+        mesh.GetTriangle(t, tri);
+        if (tri[0] == tri[1] || tri[0] == tri[2] || tri[1] == tri[2])
+            err << "triangle " << t << " repeats a corner; ";
+        for (int j = 0; j < 3; ++j)
+        {
+            if (!mesh.IsVertex(tri[j]) || has(collect(tri[j], false), t) != 1)
+                err << "triangle " << t << " missing from vertex " << tri[j] << "; ";
+            const unsigned e = mesh.FindEdge(tri[j], tri[(j + 1) % 3]);
+            Index2i ev;
+            if (e == IMesh::InvalidID)
+            {
+                err << "triangle " << t << " has no edge " << j << "; ";
+                continue;
+            }
+            const auto list = mesh.GetEdge(e, ev);
+            size_t found = 0;
+            for (size_t k = 0; k < list.size(); ++k)
+                found += list[k] == t;
+            if (found != 1)
+                err << "edge " << e << " lists triangle " << t << " " << found << " times; ";
+        }
+    }
+    for (unsigned e = 0; e < mesh.GetMaxEdgeID(); ++e)
+    {
+        if (!mesh.IsEdge(e))
+            continue;
+        ++liveE;
+        Index2i ev;
+        const auto list = mesh.GetEdge(e, ev);
+        if (list.empty())
+            err << "edge " << e << " has no triangle; ";
+        if (mesh.FindEdge(ev[0], ev[1]) != e || mesh.FindEdge(ev[1], ev[0]) != e)
+            err << "edge " << e << " not found from its ends; ";
+        for (size_t k = 0; k < list.size(); ++k)
+        {
+            const unsigned t = list[k];
+            if (!mesh.IsTriangle(t) || !std::count(mesh.GetTriangle(t), mesh.GetTriangle(t) + 3, ev[0]) ||
+                !std::count(mesh.GetTriangle(t), mesh.GetTriangle(t) + 3, ev[1]))
+                err << "edge " << e << " lists bad triangle " << t << "; ";
+        }
+        if ((list.size() > 2) != (mesh.GetNonManifoldEdges().count(e) == 1))
+            err << "edge " << e << " non-manifold set mismatch; ";
+    }
+    for (unsigned e : mesh.GetNonManifoldEdges())
+        if (!mesh.IsEdge(e))
+            err << "non-manifold set holds dead edge " << e << "; ";
+    if (liveV != mesh.GetVertexCount() || liveT != mesh.GetTriangleCount() || liveE != mesh.GetEdgeCount())
+        err << "live counts differ; ";
+    if (corners != 3 * liveT)
+        err << "corner count " << corners << " != 3 x " << liveT << "; ";
+    unsigned iterated = 0;
+    for (unsigned t : mesh.Triangles())
+        iterated += mesh.IsTriangle(t) ? 1 : 1000000;
+    if (iterated != liveT)
+        err << "triangle iterator yields " << iterated << "; ";
+
+    const std::string problems = err.str();
+    if (problems.empty())
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << problems;
+}
+
+// Collects engine assertion reports while alive and restores the previous handler after. Reports
+// may come from several threads at once; read them after the parallel work has finished.
+class AssertCapture
+{
+public:
+    AssertCapture()
+    {
+        previous_ = vsk::SetAssertHandler(&AssertCapture::record);
+        reports().clear();
+    }
+    ~AssertCapture() { vsk::SetAssertHandler(previous_); }
+    AssertCapture(const AssertCapture&) = delete;
+    AssertCapture& operator=(const AssertCapture&) = delete;
+
+    const std::vector<std::string>& messages() const { return reports(); }
+    size_t count() const { return reports().size(); }
+    bool saw(const std::string& message) const
+    {
+        return std::find(reports().begin(), reports().end(), message) != reports().end();
+    }
+    void clear() { reports().clear(); }
+
+private:
+    static std::vector<std::string>& reports()
+    {
+        static std::vector<std::string> messages;
+        return messages;
+    }
+    static bool record(const char* expression, const char*, int, const char*)
+    {
+        static std::mutex guard;
+        std::lock_guard<std::mutex> lock(guard);
+        reports().push_back(expression);
+        return false;
+    }
+    vsk::AssertHandler previous_;
+};
+
+}  // namespace test
