@@ -21,6 +21,9 @@ bool readWholeFile(const std::filesystem::path& path, std::string& text)
     if (!file)
         return false;
     text.clear();
+    const auto size = std::filesystem::file_size(path, ec);
+    if (!ec)
+        text.reserve(size);  // a hint only: the loop below reads whatever is there
     char buffer[1 << 16];
     size_t got;
     while ((got = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0)

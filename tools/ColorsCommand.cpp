@@ -4,15 +4,20 @@
 #include "color/ColorUtility.h"
 #include "color/TexturedObj.h"
 #include "engine/IMesh.h"
+#include "tools/CommandLine.h"
 #include "tools/Commands.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_reduce.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -111,21 +116,35 @@ bool writePly(const char* path, const ObjMesh& mesh, const std::vector<unsigned>
 
 int runColors(int argc, char** argv)
 {
-    if (argc != 2)
-    {
-        std::fprintf(stderr, "usage: qlm-mesh colors MESH.obj OUT.ply\n");
-        return 2;
-    }
+    using namespace Quelm::Tools;
+    const char* command = "colors";
+    Arguments args;
+    if (!splitArguments(command, argc, argv, {}, {}, args))
+        return kExitBadInput;
+    if (args.positional.size() != 2)
+        return fail(command, "expected MESH.obj and OUT.ply (usage: qlm-mesh colors MESH.obj OUT.ply)");
+    const std::string& in = args.positional[0];
+    const std::string& out = args.positional[1];
+    std::string extension = std::filesystem::path(out).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (extension != ".ply")
+        return fail(command, "cannot write '" + out + "': the output is a PLY file (extension ply)");
+    if (!checkOutputPath(command, out))
+        return kExitBadInput;
+
+    Stopwatch clock;
     ObjMesh mesh;
     std::string error;
-    if (!Quelm::Topology::ObjFile::Read(argv[0], mesh, &error))
     {
-        std::fprintf(stderr, "qlm-mesh: %s\n", error.c_str());
-        return 2;
+        Progress progress("reading " + in);
+        if (!Quelm::Topology::ObjFile::Read(in, mesh, &error))
+            return fail(command, error);
     }
     const TexturedObj textured = TexturedObj::Build(mesh);
     for (const std::string& warning : textured.warnings)
-        std::fprintf(stderr, "qlm-mesh: warning: %s\n", warning.c_str());
+        std::fprintf(stderr, "qlm-mesh %s: warning: %s\n", command, warning.c_str());
+    const double readSeconds = clock.restart();
 
     const boost::shared_ptr<vsk::GSurface> surface = OxmTnSurface::castUp(textured.surface);
     vsk::UVLayerMesh* layer = textured.surface->getUVLayer();
@@ -146,14 +165,19 @@ int runColors(int argc, char** argv)
             return count;
         },
         [](size_t a, size_t b) { return a + b; });
+    const double colourSeconds = clock.restart();
 
-    if (!writePly(argv[1], mesh, ids, colours))
+    if (!writePly(out.c_str(), mesh, ids, colours))
     {
-        std::fprintf(stderr, "qlm-mesh: cannot write '%s'\n", argv[1]);
-        return 2;
+        std::fprintf(stderr, "qlm-mesh %s: cannot write '%s'\n", command, out.c_str());
+        return kExitWriteFailed;
     }
     const size_t written = ids.size() - size_t(std::count(ids.begin(), ids.end(), vsk::IMesh::InvalidID));
-    std::printf("%zu triangles coloured, %zu without texture (black); wrote %s\n", written, untextured,
-                argv[1]);
-    return 0;
+    std::wcout << std::fixed << std::setprecision(3) << L"read     " << widen(in) << L": "
+               << mesh.positions.size() << L" vertices, " << written << L" triangles, "
+               << mesh.materials.size() << L" materials (" << readSeconds << L" s)\n"
+               << L"coloured " << written << L" triangles, " << untextured << L" without texture (black) ("
+               << colourSeconds << L" s)\n"
+               << L"wrote    " << widen(out) << L" (" << clock.seconds() << L" s)" << std::endl;
+    return kExitOk;
 }
