@@ -30,3 +30,4 @@
 #include "engine/UVLayerMesh.h"
 #include "engine/VFTriangleMesh.h"
 #include "engine/Wm4Vector.h"
+#include "tarnel/TarnelUtility.h"

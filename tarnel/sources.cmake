@@ -1,1 +1,6 @@
-set(QLM_TARNEL_SOURCES)
+set(QLM_TARNEL_SOURCES
+    tarnel/TarnelUtilityBoundary.cpp
+    tarnel/TarnelUtilityExport.cpp
+    tarnel/TarnelUtilityFlags.cpp
+    tarnel/TarnelUtilityPathFilter.cpp
+    tarnel/TarnelUtilitySelection.cpp)

@@ -1,0 +1,264 @@
+#include "tarnel/TarnelUtility.h"
+
+#include <tbb/parallel_for.h>
+
+#include <deque>
+
+namespace Quelm::Topology
+{
+namespace
+{
+
+using vsk::IMesh;
+using vsk::Index3i;
+using vsk::VFTriangleMesh;
+constexpr unsigned InvalidID = IMesh::InvalidID;
+
+// Calls f(u) for every triangle u around vertex vID, in the vertex's stored order.
+template <class F>
+void forEachVertexTriangle(const VFTriangleMesh& mesh, unsigned vID, F&& f)
+{
+    VFTriangleMesh::VtxNbrItr itr(vID);
+    mesh.BeginVtxTriangles(itr);
+    for (unsigned u = mesh.GetNextVtxTriangle(itr); u != InvalidID; u = mesh.GetNextVtxTriangle(itr))
+        f(u);
+}
+
+bool touchesFlaggedTriangle(const VFTriangleMesh& mesh, unsigned vID, unsigned flag)
+{
+    VFTriangleMesh::VtxNbrItr itr(vID);
+    mesh.BeginVtxTriangles(itr);
+    for (unsigned u = mesh.GetNextVtxTriangle(itr); u != InvalidID; u = mesh.GetNextVtxTriangle(itr))
+        if (mesh.HasTriangleFlag(u, flag))
+            return true;
+    return false;
+}
+
+// The ring walk shared by both forms of TrisToOneRing.
+template <class TriSet, class RingTris, class RingVerts>
+void collectOneRing(const VFTriangleMesh& mesh, const TriSet& tris, RingTris& ringTris, RingVerts& ringVerts)
+{
+    for (unsigned tID : tris)
+    {
+        if (!mesh.IsTriangle(tID))
+            continue;
+        const unsigned* tri = mesh.GetTriangle(tID);
+        for (int j = 0; j < 3; ++j)
+        {
+            const unsigned vID = tri[j];
+            if (!mesh.IsVertex(vID))
+                continue;
+            forEachVertexTriangle(mesh, vID,
+                                  [&](unsigned u)
+                                  {
+                                      if (tris.count(u) == 0)
+                                      {
+                                          ringTris.insert(u);
+                                          ringVerts.insert(vID);
+                                      }
+                                  });
+        }
+    }
+}
+
+// Per-triangle body of TrisBoundaryEdges.
+void boundaryEdgesOf(const VFTriangleMesh& mesh, unsigned tID,
+                     const tbb::concurrent_unordered_set<unsigned>& tris,
+                     tbb::concurrent_unordered_set<unsigned>& outsideTris,
+                     tbb::concurrent_unordered_set<unsigned>& edges)
+{
+    if (!mesh.IsTriangle(tID))
+        return;
+    const unsigned* tri = mesh.GetTriangle(tID);
+    for (int j = 0; j < 3; ++j)
+    {
+        const unsigned eID = mesh.FindEdge(tri[j], tri[(j + 1) % 3]);
+        if (eID == InvalidID)  // a live triangle always has its edges; nothing to report otherwise
+            return;
+        if (mesh.IsBoundaryEdge(eID))
+        {
+            edges.insert(eID);
+            return;  // deliberate: the later edges of this triangle are not looked at
+        }
+        // The list form reads the first two triangles without the engine's non-manifold report.
+        vsk::Index2i ends;
+        const VFTriangleMesh::EdgeTriangles both = mesh.GetEdge(eID, ends);
+        for (size_t k = 0; k < 2; ++k)
+        {
+            const unsigned other = k < both.size() ? both[k] : InvalidID;
+            if (!mesh.IsTriangle(other))
+                return;
+            if (tris.count(other) == 0)
+            {
+                edges.insert(eID);
+                outsideTris.insert(other);
+            }
+        }
+    }
+}
+
+}  // namespace
+
+void TarnelUtility::GetConnectedSelection(const VFTriangleMesh& mesh, unsigned tSeed,
+                                          std::set<unsigned>& selection, unsigned flag)
+{
+    if (!mesh.IsTriangle(tSeed) || selection.count(tSeed))
+        return;
+    // Every triangle but the seed enters the queue once, as it is selected; only the seed can be
+    // queued twice (when a flagged neighbour reaches it back), so it is the only one to guard.
+    std::deque<unsigned> queue{tSeed};
+    bool seedExpanded = false;
+    while (!queue.empty())
+    {
+        const unsigned tID = queue.front();
+        queue.pop_front();
+        if (tID == tSeed)
+        {
+            if (seedExpanded)
+                continue;
+            seedExpanded = true;
+        }
+        Index3i neighbours;
+        mesh.GetTriNeighbourTris(tID, neighbours);
+        for (int j = 0; j < 3; ++j)
+        {
+            const unsigned n = neighbours[j];
+            if (n == InvalidID || selection.count(n) || !mesh.HasTriangleFlag(n, flag))
+                continue;
+            selection.insert(n);
+            queue.push_back(n);
+        }
+    }
+}
+
+void TarnelUtility::GetConnectedSelection(const VFTriangleMesh& mesh, unsigned vSeed,
+                                          std::unordered_set<unsigned>& selection, unsigned flag)
+{
+    if (!mesh.IsVertex(vSeed) || selection.count(vSeed))
+        return;
+    selection.insert(vSeed);
+    std::deque<unsigned> queue{vSeed};
+    while (!queue.empty())
+    {
+        const unsigned vID = queue.front();
+        queue.pop_front();
+        VFTriangleMesh::VtxNbrItr itr(vID);
+        mesh.BeginVtxEdges(itr);
+        for (unsigned w = mesh.GetNextVtxNbr(itr); w != InvalidID; w = mesh.GetNextVtxNbr(itr))
+        {
+            if (selection.count(w) || !touchesFlaggedTriangle(mesh, w, flag))
+                continue;
+            selection.insert(w);
+            queue.push_back(w);
+        }
+    }
+}
+
+void TarnelUtility::GetVOneRings(const VFTriangleMesh& mesh, std::vector<unsigned> vertices,
+                                 std::set<unsigned>& triangles)
+{
+    for (unsigned vID : vertices)
+        if (mesh.IsVertex(vID))
+            forEachVertexTriangle(mesh, vID, [&](unsigned tID) { triangles.insert(tID); });
+}
+
+void TarnelUtility::TrisToOneRing(const VFTriangleMesh& mesh, std::unordered_set<unsigned>& tris,
+                                  std::unordered_set<unsigned>& ringTris,
+                                  std::unordered_set<unsigned>& ringVerts)
+{
+    collectOneRing(mesh, tris, ringTris, ringVerts);
+}
+
+void TarnelUtility::TrisToOneRing(const VFTriangleMesh& mesh, const std::unordered_set<unsigned>& tris,
+                                  std::vector<unsigned>& ringTris, std::vector<unsigned>& ringVerts)
+{
+    std::unordered_set<unsigned> triSet, vertSet;
+    triSet.max_load_factor(1.0f);
+    vertSet.max_load_factor(1.0f);
+    collectOneRing(mesh, tris, triSet, vertSet);
+    ringTris.assign(triSet.begin(), triSet.end());
+    ringVerts.assign(vertSet.begin(), vertSet.end());
+}
+
+void TarnelUtility::TrisBoundaryEdges(const VFTriangleMesh& mesh,
+                                      tbb::concurrent_unordered_set<unsigned>& tris,
+                                      tbb::concurrent_unordered_set<unsigned>& outsideTris,
+                                      tbb::concurrent_unordered_set<unsigned>& edges)
+{
+    // The container's own splittable range spreads the buckets over the workers; `tris` is only
+    // read, the outputs are concurrent sets.
+    tbb::parallel_for(tris.range(),
+                      [&](const tbb::concurrent_unordered_set<unsigned>::const_range_type& range)
+                      {
+                          for (unsigned tID : range)
+                              boundaryEdgesOf(mesh, tID, tris, outsideTris, edges);
+                      });
+}
+
+void TarnelUtility::IncludeTriangleWithTwoNeighbour(const VFTriangleMesh& mesh, std::set<unsigned>& tris,
+                                                    const std::set<unsigned>& selection,
+                                                    std::set<unsigned>& singles, std::set<unsigned>& include)
+{
+    for (unsigned tID : tris)
+    {
+        if (!mesh.IsTriangle(tID))
+            continue;
+        Index3i neighbours;
+        mesh.GetTriNeighbourTris(tID, neighbours);
+        for (int j = 0; j < 3; ++j)
+        {
+            const unsigned n = neighbours[j];
+            if (!mesh.IsTriangle(n))
+                continue;
+            Index3i around;
+            mesh.GetTriNeighbourTris(n, around);
+            int count = 0;
+            for (int k = 0; k < 3; ++k)
+                if (mesh.IsTriangle(around[k]) && (selection.count(around[k]) || singles.count(around[k])))
+                    ++count;
+            if (count == 1)
+                singles.insert(n);
+            else if (count >= 2 && selection.count(n) == 0)
+                include.insert(n);
+        }
+    }
+}
+
+void TarnelUtility::RemoveFlippedTriangle(const VFTriangleMesh& mesh, std::set<unsigned>& tris,
+                                          const std::set<unsigned>& selection, std::set<unsigned>& found)
+{
+    (void)selection;  // part of the interface, not needed to find ears
+    for (unsigned tID : tris)
+    {
+        if (!mesh.IsTriangle(tID))
+            continue;
+        Index3i neighbours;
+        mesh.GetTriNeighbourTris(tID, neighbours);
+        int valid = 0;
+        for (int j = 0; j < 3; ++j)
+            valid += mesh.IsTriangle(neighbours[j]) ? 1 : 0;
+        if (valid == 1)
+            found.insert(tID);
+    }
+}
+
+void TarnelUtility::CheckAndFixManifoldBoundariesInSelection(const VFTriangleMesh& mesh,
+                                                             std::set<unsigned>& selection)
+{
+    std::vector<VFTriangleMesh::BoundaryLoop> loops;
+    mesh.GetBoundaryLoops(selection, loops);
+    std::set<unsigned> seen;
+    for (const VFTriangleMesh::BoundaryLoop& loop : loops)
+    {
+        if (loop.bIsSimple)  // only loops through a pinch point are examined
+            continue;
+        for (unsigned vID : loop.vVertices)
+        {
+            if (seen.insert(vID).second)
+                continue;
+            forEachVertexTriangle(mesh, vID, [&](unsigned tID) { selection.insert(tID); });
+        }
+    }
+}
+
+}  // namespace Quelm::Topology
