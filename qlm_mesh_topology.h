@@ -31,3 +31,4 @@
 #include "engine/VFTriangleMesh.h"
 #include "engine/Wm4Vector.h"
 #include "tarnel/TarnelUtility.h"
+#include "tarnel/EngineMeshConversion.h"

@@ -1,4 +1,5 @@
 set(QLM_TARNEL_SOURCES
+    tarnel/EngineMeshConversion.cpp
     tarnel/TarnelUtilityBoundary.cpp
     tarnel/TarnelUtilityExport.cpp
     tarnel/TarnelUtilityFlags.cpp
