@@ -78,6 +78,87 @@ TEST(VertexSelection, SeedIsAlwaysAddedAndFloodCrossesAnyEdge)
     EXPECT_EQ(sorted(selection), (std::set<unsigned>{0, 3, 4, 5, 6, 8, 9}));
 }
 
+// The floods written out plainly, one set lookup per test, for comparison.
+void triangleFloodByDefinition(const vsk::VFTriangleMesh& mesh, unsigned seed, std::set<unsigned>& selection,
+                               unsigned flag)
+{
+    if (seed == kInvalid || selection.count(seed))
+        return;
+    std::set<unsigned> visited;
+    std::vector<unsigned> queue{seed};
+    for (size_t head = 0; head < queue.size(); ++head)
+    {
+        const unsigned t = queue[head];
+        if (!visited.insert(t).second)
+            continue;
+        vsk::Index3i n;
+        mesh.GetTriNeighbourTris(t, n);
+        for (int j = 0; j < 3; ++j)
+            if (n[j] != kInvalid && !selection.count(n[j]) && mesh.HasTriangleFlag(n[j], flag))
+            {
+                selection.insert(n[j]);
+                queue.push_back(n[j]);
+            }
+    }
+}
+
+void vertexFloodByDefinition(const vsk::VFTriangleMesh& mesh, unsigned seed, USet& selection, unsigned flag)
+{
+    if (seed == kInvalid || selection.count(seed))
+        return;
+    selection.insert(seed);
+    std::vector<unsigned> queue{seed};
+    for (size_t head = 0; head < queue.size(); ++head)
+    {
+        vsk::VFTriangleMesh::VtxNbrItr itr(queue[head]);
+        mesh.BeginVtxEdges(itr);
+        for (unsigned w = mesh.GetNextVtxNbr(itr); w != kInvalid; w = mesh.GetNextVtxNbr(itr))
+        {
+            if (selection.count(w))
+                continue;
+            std::vector<unsigned> around;
+            mesh.GetVertexTriangles(w, around);
+            if (std::any_of(around.begin(), around.end(),
+                            [&](unsigned t) { return mesh.HasTriangleFlag(t, flag); }))
+            {
+                selection.insert(w);
+                queue.push_back(w);
+            }
+        }
+    }
+}
+
+TEST(Floods, MatchThePlainDefinitionWithScatteredFlagsAndPriorSelections)
+{
+    auto mesh = test::makeHoleyGrid(60, 4);
+    unsigned seed = 99;
+    auto next = [&] { return (seed = seed * 1664525u + 1013904223u) >> 8; };
+    for (unsigned t : mesh->Triangles())
+        if (next() % 10 < 6)
+            mesh->SetTriangleFlag(t, 5);
+    for (int round = 0; round < 10; ++round)
+    {
+        std::set<unsigned> ours, reference;
+        USet oursV, referenceV;
+        for (int k = 0; k < 5; ++k)  // earlier selections act as walls
+        {
+            const unsigned t = next() % mesh->GetMaxTriangleID(), v = next() % mesh->GetMaxVertexID();
+            ours.insert(t);
+            reference.insert(t);
+            oursV.insert(v);
+            referenceV.insert(v);
+        }
+        const unsigned tSeed = next() % mesh->GetMaxTriangleID(), vSeed = next() % mesh->GetMaxVertexID();
+        TarnelUtility::GetConnectedSelection(*mesh, tSeed, ours, 5);
+        if (mesh->IsTriangle(tSeed))
+            triangleFloodByDefinition(*mesh, tSeed, reference, 5);
+        EXPECT_EQ(ours, reference) << round;
+        TarnelUtility::GetConnectedSelection(*mesh, vSeed, oursV, 5);
+        vertexFloodByDefinition(*mesh, vSeed, referenceV, 5);
+        EXPECT_EQ(sorted(oursV), sorted(referenceV)) << round;
+    }
+}
+
 TEST(OneRings, VertexRingsAndTriangleRingsAddOrReplaceAsDocumented)
 {
     auto mesh = test::makeTarnelGrid(2, 2);  // centre vertex 4 has six triangles
