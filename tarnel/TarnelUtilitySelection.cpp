@@ -1,6 +1,7 @@
 #include "tarnel/IdMarks.h"
 #include "tarnel/TarnelUtility.h"
 
+#include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 
 #include <algorithm>
@@ -15,6 +16,9 @@ using vsk::IMesh;
 using vsk::Index3i;
 using vsk::VFTriangleMesh;
 constexpr unsigned InvalidID = IMesh::InvalidID;
+
+// Triangles per task in TrisBoundaryEdges: three edge lookups each, so a few thousand per task.
+constexpr size_t kBorderGrain = 2048;
 
 // Calls f(u) for every triangle u around vertex vID, in the vertex's stored order.
 template <class F>
@@ -230,18 +234,23 @@ void TarnelUtility::TrisBoundaryEdges(const VFTriangleMesh& mesh,
                                       tbb::concurrent_unordered_set<unsigned>& outsideTris,
                                       tbb::concurrent_unordered_set<unsigned>& edges)
 {
-    // Membership tests go to a mark per triangle, filled first on this thread (O(|tris|)) and
-    // then only read, instead of the concurrent set's hashed lists. The container's own
-    // splittable range spreads its buckets over the workers; the outputs are concurrent sets.
+    // One pass on this thread over the caller's set (its split-ordered lists are slow to walk and
+    // split) fills a mark per member and a flat list; the workers then split the flat list and
+    // test membership on the marks. The outputs are concurrent sets.
     detail::IdMarks inSet(mesh.GetMaxTriangleID());
+    std::vector<unsigned> members;
+    members.reserve(tris.size());
     for (unsigned tID : tris)
         if (mesh.IsTriangle(tID))
+        {
             inSet.set(tID, 1);
-    tbb::parallel_for(tris.range(),
-                      [&](const tbb::concurrent_unordered_set<unsigned>::const_range_type& range)
+            members.push_back(tID);
+        }
+    tbb::parallel_for(tbb::blocked_range<size_t>(0, members.size(), kBorderGrain),
+                      [&](const tbb::blocked_range<size_t>& range)
                       {
-                          for (unsigned tID : range)
-                              boundaryEdgesOf(mesh, tID, inSet, outsideTris, edges);
+                          for (size_t i = range.begin(); i != range.end(); ++i)
+                              boundaryEdgesOf(mesh, members[i], inSet, outsideTris, edges);
                       });
 }
 
