@@ -58,10 +58,17 @@ public:
         return static_cast<unsigned>(entries_.size() - 1);
     }
 
+    // Slots insertAt may add past the current end in one call: a guard against garbage IDs, far
+    // above any mesh this storage is meant for.
+    static constexpr unsigned kMaxGrowth = 1u << 26;
+
     // Puts a live element with count 1 into slot `nIndex`, growing the array with holes as needed.
-    // Refused (false, reported) when the slot is already live.
+    // Refused (false, reported) when the slot is already live; refused silently when `nIndex`
+    // lies more than kMaxGrowth past the end.
     bool insertAt(const T& value, unsigned nIndex)
     {
+        if (nIndex >= maxIndex() && nIndex - maxIndex() >= kMaxGrowth)
+            return false;
         if (!VSK_ASSERT_MSG(!isValid(nIndex), "! isValid(nIndex)"))
             return false;
         if (nIndex >= entries_.size())

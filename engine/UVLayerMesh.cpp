@@ -36,6 +36,9 @@ bool UVLayerMesh::SetTriangle(unsigned tID, unsigned uv0, unsigned uv1, unsigned
 {
     if (tID == InvalidID || !m_vUVs.isValid(uv0) || !m_vUVs.isValid(uv1) || !m_vUVs.isValid(uv2))
         return false;
+    if (tID >= m_vTriangles.maxIndex() &&
+        tID - m_vTriangles.maxIndex() >= RefCountedVector<UVTriangle>::kMaxGrowth)
+        return false;
     if (m_vTriangles.isValid(tID))
         RemoveTriangle(tID);
     UVTriangle t;

@@ -35,7 +35,8 @@ public:
     bool RemoveUV(unsigned uvID);
 
     // Creates (or replaces) the layer triangle at exactly ID `tID` with UV corners (uv0, uv1,
-    // uv2). False, with nothing changed, when tID is InvalidID or a UV vertex is not live.
+    // uv2). False, with nothing changed, when tID is InvalidID or more than 2^26 past the current
+    // maximum triangle ID, or a UV vertex is not live.
     bool SetTriangle(unsigned tID, unsigned uv0, unsigned uv1, unsigned uv2, unsigned groupID = 0);
 
     // UV vertices seen as points (u, v, 0) with normal (0, 0, 1).

@@ -167,12 +167,16 @@ unsigned VFTriangleMesh::AppendVertex(const Vector3f& position, const Vector3f* 
     return m_vVertices.insert(v);
 }
 
-bool VFTriangleMesh::RemoveVertex(unsigned vID)
+bool VFTriangleMesh::RemoveVertex(unsigned vErase)
 {
-    if (!m_vVertices.isValid(vID) || m_vVertices.refCount(vID) != 1)
+    if (!m_vVertices.isValid(vErase))
         return false;
-    releaseVertexDataIfEmpty(vID);
-    m_vVertices.decrement(vID);
+    VSK_ASSERT_MSG(m_vVertices.refCount(vErase) == static_cast<int32_t>(GetTriangleCount(vErase)) + 1,
+                   "m_vVertices.refCount(vErase) == GetTriangleCount(vErase)+1");
+    if (m_vVertices.refCount(vErase) != 1)
+        return false;
+    releaseVertexDataIfEmpty(vErase);
+    m_vVertices.decrement(vErase);
     return true;
 }
 
@@ -685,46 +689,6 @@ void VFTriangleMesh::BeginVtxEdges(VtxNbrItr& v) const
         return;
     if (const VertexData* data = vertexData(v.vID))
         v.pList = &data->edges;
-}
-
-namespace
-{
-
-// Next entry of the iterator's list; InvalidID at the end or for an unstarted iterator.
-unsigned nextEntry(VFTriangleMesh::VtxNbrItr& v)
-{
-    if (!v.pList || v.nPosition >= v.pList->nCount)
-        return InvalidID;
-    const unsigned i = v.nPosition++;
-    if (i < VFTriangleMesh::kInline)
-        return v.pList->nInline[i];
-    const unsigned k = (i - VFTriangleMesh::kInline) % VFTriangleMesh::OverflowChunk::kSize;
-    if (i == VFTriangleMesh::kInline)
-        v.nChunk = v.pList->nOverflow;
-    else if (k == 0)
-        v.nChunk = (*v.pOverflow)[v.nChunk].nNext;
-    return (*v.pOverflow)[v.nChunk].nValues[k];
-}
-
-}  // namespace
-
-unsigned VFTriangleMesh::GetNextVtxTriangle(VtxNbrItr& v) const
-{
-    return nextEntry(v);
-}
-
-unsigned VFTriangleMesh::GetNextVtxEdge(VtxNbrItr& v) const
-{
-    return nextEntry(v);
-}
-
-unsigned VFTriangleMesh::GetNextVtxNbr(VtxNbrItr& v) const
-{
-    const unsigned eID = nextEntry(v);
-    if (eID == InvalidID)
-        return InvalidID;
-    const Edge& e = m_vEdges[eID];
-    return e.nVertices[0] == v.vID ? e.nVertices[1] : e.nVertices[0];
 }
 
 size_t VFTriangleMesh::GetAllocatedBytes() const

@@ -327,11 +327,18 @@ public:
     void BeginVtxTriangles(VtxNbrItr& v) const;
     void BeginVtxEdges(VtxNbrItr& v) const;
     // Next incident triangle (after BeginVtxTriangles) or InvalidID at the end.
-    unsigned GetNextVtxTriangle(VtxNbrItr& v) const;
+    unsigned GetNextVtxTriangle(VtxNbrItr& v) const { return nextEntry(v); }
     // Next incident edge (after BeginVtxEdges) or InvalidID at the end.
-    unsigned GetNextVtxEdge(VtxNbrItr& v) const;
+    unsigned GetNextVtxEdge(VtxNbrItr& v) const { return nextEntry(v); }
     // Other vertex of the next incident edge (after BeginVtxEdges) or InvalidID at the end.
-    unsigned GetNextVtxNbr(VtxNbrItr& v) const;
+    unsigned GetNextVtxNbr(VtxNbrItr& v) const
+    {
+        const unsigned eID = nextEntry(v);
+        if (eID == InvalidID)
+            return InvalidID;
+        const Edge& e = m_vEdges[eID];
+        return e.nVertices[0] == v.vID ? e.nVertices[1] : e.nVertices[0];
+    }
 
     // Live IDs in ascending order, skipping holes.
     vertex_iterator BeginVertices() const { return {&m_vVertices, 0}; }
@@ -377,6 +384,23 @@ protected:
     unsigned InsertTriangle(unsigned tID, unsigned v1, unsigned v2, unsigned v3, unsigned groupID = 0);
 
 private:
+    // Next entry of the iterator's list: positions below kInline read the record, the rest
+    // follow the overflow chain. InvalidID at the end or for an iterator that was not started.
+    static unsigned nextEntry(VtxNbrItr& v)
+    {
+        if (!v.pList || v.nPosition >= v.pList->nCount)
+            return InvalidID;
+        const unsigned i = v.nPosition++;
+        if (i < kInline)
+            return v.pList->nInline[i];
+        const unsigned k = (i - kInline) % OverflowChunk::kSize;
+        if (i == kInline)
+            v.nChunk = v.pList->nOverflow;
+        else if (k == 0)
+            v.nChunk = (*v.pOverflow)[v.nChunk].nNext;
+        return (*v.pOverflow)[v.nChunk].nValues[k];
+    }
+
     const VertexData* vertexData(unsigned vID) const;
     VertexData& ensureVertexData(unsigned vID);
     void releaseVertexDataIfEmpty(unsigned vID);

@@ -43,6 +43,8 @@ TEST(UVLayer, SetTriangleCreatesExactlyThatIdAndCountsUVReferences)
     EXPECT_EQ(layer.GetTriangleCount(a), 1u);
     EXPECT_FALSE(layer.SetTriangle(6, a, b, 77));  // a UV vertex that does not exist
     EXPECT_FALSE(layer.IsTriangle(6));
+    EXPECT_FALSE(layer.SetTriangle(IMesh::InvalidID - 1, a, b, c));  // a garbage ID allocates nothing
+    EXPECT_EQ(layer.GetMaxTriangleID(), 6u);
     ASSERT_TRUE(layer.SetTriangle(5, c, b, a));  // replaces, counts stay balanced
     EXPECT_EQ(layer.GetTriangleCount(a), 1u);
     EXPECT_EQ(layer.GetTriangleGroup(5), 0u);
@@ -131,4 +133,23 @@ TEST(ImageRecords, ZeroFilledInterleavedRowsAndTextureChain)
     material.SetTexture(texture);
     EXPECT_EQ(material.GetTexture()->GetImage(), image.get());
     EXPECT_EQ(vsk::Texture().GetImage(), nullptr);
+}
+
+TEST(MeshAttributeSets, CreatedAndFoundByIndexAndReadZeroWhereUnset)
+{
+    VFTriangleMesh mesh;
+    EXPECT_EQ(mesh.GetScalarSet(0), nullptr);
+    const unsigned s = mesh.AppendScalarSet();
+    const unsigned u = mesh.AppendUVSet();
+    mesh.GetScalarSet(s)->Set(4, 2.5f);
+    mesh.GetScalarSet(s)->Set(IMesh::InvalidID, 1.0f);  // ignored, allocates nothing
+    mesh.GetUVSet(u)->Set(1, Vector2f(0.25f, 0.75f));
+    EXPECT_EQ(mesh.GetScalarSet(s)->Get(4), 2.5f);
+    EXPECT_EQ(mesh.GetScalarSet(s)->Get(3), 0.0f);
+    EXPECT_EQ(mesh.GetScalarSet(s)->Get(IMesh::InvalidID), 0.0f);
+    EXPECT_EQ(mesh.GetScalarSet(s)->Size(), 5u);
+    EXPECT_EQ(mesh.GetUVSet(u)->Get(1), Vector2f(0.25f, 0.75f));
+    EXPECT_EQ(mesh.GetUVSetCount(), 1u);
+    VFTriangleMesh copy(mesh);  // sets travel with the mesh
+    EXPECT_EQ(copy.GetScalarSet(s)->Get(4), 2.5f);
 }

@@ -10,6 +10,7 @@
 
 #include <tbb/concurrent_unordered_map.h>
 #include <tbb/concurrent_vector.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -75,8 +76,8 @@ public:
     static std::shared_ptr<Objects::Model> ToModel(const Mesh* mesh);
     // Appends `raw` to `mesh`, welding by position and texture coordinate. The two maps seed the
     // welding and are only read (either may be null). False for a null mesh or an invalid raw mesh.
-    static bool AddRawMesh(Mesh* mesh, Objects::RawMesh* raw, const WeldMap* weldMap, const TableMap* tableMap,
-                           Objects::RawMaterial* material);
+    static bool AddRawMesh(Mesh* mesh, Objects::RawMesh* raw, const WeldMap* weldMap,
+                           const TableMap* tableMap, Objects::RawMaterial* material);
     // Appends the given faces to `raw` with welded vertices (positions, normals, colours and
     // texture coordinates as present). False for a null mesh or raw mesh or an empty face list.
     static bool CreateRawMeshFromFaces(const Mesh* mesh, const std::vector<OpenMesh::FaceHandle>& faces,
@@ -104,11 +105,13 @@ public:
     static VertexComponents GetConnectedVertexComponents(const Mesh* mesh);
     // One face-index set per vertex component (computed when `vertexComponents` is null), in the
     // same order.
-    static VertexComponents GetConnectedFaceComponents(const Mesh* mesh, const VertexComponents* vertexComponents);
+    static VertexComponents GetConnectedFaceComponents(const Mesh* mesh,
+                                                       const VertexComponents* vertexComponents);
     static bool HasNonManifoldVertices(const Mesh& mesh);
     // Deletes the faces around non-manifold vertices in up to maxPasses + 1 passes, then garbage-
     // collects when asked (even when nothing was deleted). Returns the number of faces deleted.
-    static uint64_t RemoveFacesConnectedToNonManifoldVertices(Mesh& mesh, bool garbageCollect, uint32_t maxPasses);
+    static uint64_t RemoveFacesConnectedToNonManifoldVertices(Mesh& mesh, bool garbageCollect,
+                                                              uint32_t maxPasses);
 
     // --- Decimation and smoothing ---------------------------------------------------------------
 
@@ -118,7 +121,8 @@ public:
                                bool lockBoundary, bool garbageCollect);
     // Removes the fraction `ratio` (clamped to [0, 1]) of the unlocked faces; boundary vertices
     // are always locked. True when at least one collapse was made.
-    static bool DecimateMesh(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg, bool garbageCollect);
+    static bool DecimateMesh(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg,
+                             bool garbageCollect);
     // As the ratio overload, on grid cells decimated concurrently and merged, followed by seam
     // passes; the caller's mesh is rebuilt without degenerate faces. False when nothing is to be
     // removed.
@@ -131,8 +135,8 @@ protected:
     static size_t boundaryDecimate(Mesh& mesh, tbb::concurrent_vector<OpenMesh::VertexHandle>& seamVertices,
                                    size_t targetFaces, bool finalPass, double maxError, double maxAngleDeg);
     static void setNNeighbourRingLock(Mesh& mesh, OpenMesh::VertexHandle start, int depth, bool lock);
-    static CellMap partitionMesh(Mesh* mesh, const Objects::Box<float>& box, float gridLevel, float gridOffset,
-                                 bool coarseGrid);
+    static CellMap partitionMesh(Mesh* mesh, const Objects::Box<float>& box, float gridLevel,
+                                 float gridOffset, bool coarseGrid);
     static size_t partitionDecimate(Mesh& cell, size_t targetFaces, double maxError, double maxAngleDeg);
     static void mergePartitionMesh(Mesh& merged, tbb::concurrent_vector<OpenMesh::VertexHandle>& seamVertices,
                                    WeldMap& weldMap, Mesh& cell, bool coarseGrid);

@@ -42,14 +42,14 @@ bool hasSelectedVertex(const Mesh& mesh, OpenMesh::FaceHandle fh)
 
 uint64_t OpenMeshUtility::GetVertexCount(const Mesh& mesh)
 {
-    return countParallel(mesh.n_vertices(),
-                         [&](size_t i) { return !mesh.status(OpenMesh::VertexHandle(static_cast<int>(i))).deleted(); });
+    return countParallel(mesh.n_vertices(), [&](size_t i)
+                         { return !mesh.status(OpenMesh::VertexHandle(static_cast<int>(i))).deleted(); });
 }
 
 uint64_t OpenMeshUtility::GetFaceCount(const Mesh& mesh)
 {
-    return countParallel(mesh.n_faces(),
-                         [&](size_t i) { return !mesh.status(OpenMesh::FaceHandle(static_cast<int>(i))).deleted(); });
+    return countParallel(mesh.n_faces(), [&](size_t i)
+                         { return !mesh.status(OpenMesh::FaceHandle(static_cast<int>(i))).deleted(); });
 }
 
 uint64_t OpenMeshUtility::GetSelectedFaceCount(const Mesh& mesh)

@@ -58,4 +58,10 @@ public:
 
 using TopologyMesh = OxmOMTopologyT<MyTraits>;
 
+// Value of the mesh property "TextureMapping": texture index (cut to 8 bits, like the faces'
+// "f:textureindex") -> texture file name. OpenMesh's own importer keys it by int; ReadMesh
+// converts what the importer left into this type.
+using TextureMapping = std::map<unsigned char, std::string>;
+inline constexpr const char* kTextureMappingProperty = "TextureMapping";
+
 }  // namespace Quelm::Topology

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -242,7 +243,8 @@ inline ::testing::AssertionResult isConsistent(const VFTriangleMesh& mesh)
     return ::testing::AssertionFailure() << problems;
 }
 
-// Collects engine assertion reports while alive and restores the previous handler after.
+// Collects engine assertion reports while alive and restores the previous handler after. Reports
+// may come from several threads at once; read them after the parallel work has finished.
 class AssertCapture
 {
 public:
@@ -271,6 +273,8 @@ private:
     }
     static bool record(const char* expression, const char*, int, const char*)
     {
+        static std::mutex guard;
+        std::lock_guard<std::mutex> lock(guard);
         reports().push_back(expression);
         return false;
     }

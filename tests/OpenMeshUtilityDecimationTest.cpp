@@ -1,0 +1,196 @@
+#include "support/DecimationMeshes.h"
+#include "support/TestMeshes.h"
+#include "topology/OpenMeshUtility.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
+#include <tuple>
+
+using Quelm::Topology::OpenMeshUtility;
+
+namespace
+{
+
+struct Access : OpenMeshUtility
+{
+    using OpenMeshUtility::boundaryDecimate;
+    using OpenMeshUtility::setNNeighbourRingLock;
+};
+
+using PointSet = std::set<std::tuple<float, float, float>>;
+
+PointSet boundaryPoints(const test::Mesh& mesh)
+{
+    PointSet points;
+    for (auto vh : mesh.vertices())
+        if (mesh.is_boundary(vh))
+            points.emplace(mesh.point(vh)[0], mesh.point(vh)[1], mesh.point(vh)[2]);
+    return points;
+}
+
+size_t lockedVertexCount(const test::Mesh& mesh)
+{
+    return std::count_if(mesh.vertices_begin(), mesh.vertices_end(),
+                         [&](auto vh) { return mesh.status(vh).locked(); });
+}
+
+}  // namespace
+
+TEST(SerialDecimation, NullMeshFails)
+{
+    EXPECT_EQ(OpenMeshUtility::DecimateMesh(nullptr, size_t(10), 0.1, 60.0, false, true), 0u);
+    EXPECT_FALSE(OpenMeshUtility::DecimateMesh(nullptr, 0.5f, 0.1, 60.0, true));
+}
+
+// Target = faces - unlocked * ratio; a collapse removes one or two faces, so the result lands on
+// the target or one below it.
+TEST(SerialDecimation, RatioRemovesThatFractionOfUnlockedFaces)
+{
+    auto mesh = test::makeTerrain(30, 30);  // 1800 faces
+    const PointSet border = boundaryPoints(*mesh);
+    EXPECT_TRUE(OpenMeshUtility::DecimateMesh(mesh.get(), 0.5f, 0.1, 60.0, true));
+    const size_t faces = OpenMeshUtility::GetFaceCount(*mesh);
+    EXPECT_LE(faces, 900u);
+    EXPECT_GE(faces, 899u);
+    EXPECT_TRUE(test::isCompact(*mesh));
+    EXPECT_EQ(test::countDegenerateFaces(*mesh), 0u);
+    EXPECT_EQ(boundaryPoints(*mesh), border);  // the boundary is always locked by this overload
+    EXPECT_FALSE(mesh->quadricHandle.is_valid());
+    EXPECT_FALSE(mesh->has_face_normals());
+}
+
+TEST(SerialDecimation, LockedFacesStayOutOfTheRatio)
+{
+    auto mesh = test::makeTerrain(20, 20);  // 800 faces
+    for (int i = 0; i < 400; ++i)
+        mesh->status(test::Mesh::FaceHandle(i)).set_locked(true);
+    EXPECT_TRUE(OpenMeshUtility::DecimateMesh(mesh.get(), 0.5f, 0.1, 60.0, true));
+    const size_t faces = OpenMeshUtility::GetFaceCount(*mesh);
+    EXPECT_LE(faces, 600u);  // 800 - 400 * 0.5
+    EXPECT_GE(faces, 599u);
+}
+
+TEST(SerialDecimation, RatioZeroOrNegativeRemovesNothing)
+{
+    for (float ratio : {0.0f, -2.0f, std::numeric_limits<float>::quiet_NaN()})
+    {
+        auto mesh = test::makeTerrain(10, 10);
+        EXPECT_FALSE(OpenMeshUtility::DecimateMesh(mesh.get(), ratio, 0.1, 60.0, true));
+        EXPECT_EQ(OpenMeshUtility::GetFaceCount(*mesh), 200u);
+    }
+}
+
+// Ratio 1 (or above) on a mesh without locked faces has target 0: nothing is decimated.
+TEST(SerialDecimation, RatioOneOrAboveReturnsBeforeDecimating)
+{
+    for (float ratio : {1.0f, 7.5f})
+    {
+        auto mesh = test::makeTerrain(10, 10);
+        EXPECT_FALSE(OpenMeshUtility::DecimateMesh(mesh.get(), ratio, 0.1, 60.0, false));
+        EXPECT_EQ(mesh->n_faces(), 200u);
+    }
+}
+
+TEST(SerialDecimation, ErrorFactorZeroForbidsEveryCollapse)
+{
+    auto mesh = test::makeTerrain(10, 10);
+    EXPECT_EQ(OpenMeshUtility::DecimateMesh(mesh.get(), size_t(0), 0.0, 180.0, false, true), 0u);
+    EXPECT_FALSE(OpenMeshUtility::DecimateMesh(mesh.get(), 0.5f, 0.0, 180.0, true));
+    EXPECT_EQ(OpenMeshUtility::GetFaceCount(*mesh), 200u);
+}
+
+TEST(SerialDecimation, CollapseCountIsAnUpperBoundAndZeroMeansAsManyAsLegal)
+{
+    auto mesh = test::makeGrid(8, 8);
+    EXPECT_EQ(OpenMeshUtility::DecimateMesh(mesh.get(), size_t(5), 0.1, 60.0, false, false), 5u);
+    EXPECT_FALSE(test::isCompact(*mesh));                         // not collected when asked not to
+    EXPECT_GE(OpenMeshUtility::GetFaceCount(*mesh), 128u - 10u);  // two faces per interior collapse,
+    EXPECT_LE(OpenMeshUtility::GetFaceCount(*mesh), 128u - 5u);   // one per boundary collapse
+
+    auto flat = test::makeGrid(8, 8);
+    const PointSet border = boundaryPoints(*flat);
+    const size_t done = OpenMeshUtility::DecimateMesh(flat.get(), size_t(0), 0.1, 60.0, true, true);
+    EXPECT_GT(done, 40u);  // a flat interior collapses freely
+    EXPECT_TRUE(test::isCompact(*flat));
+    EXPECT_EQ(boundaryPoints(*flat), border);  // locked border keeps its shape
+    EXPECT_EQ(lockedVertexCount(*flat), border.size());
+    EXPECT_EQ(test::countDegenerateFaces(*flat), 0u);
+}
+
+TEST(SerialDecimation, SmallMaximumAngleLimitsCollapsesOnACurvedSurface)
+{
+    auto loose = test::makeSphere(12, 16);
+    auto strict = test::makeSphere(12, 16);
+    const size_t many = OpenMeshUtility::DecimateMesh(loose.get(), size_t(0), 1.0, 90.0, false, true);
+    const size_t few = OpenMeshUtility::DecimateMesh(strict.get(), size_t(0), 1.0, 1.0, false, true);
+    EXPECT_LT(few, many);
+}
+
+TEST(SeamPass, IntermediatePassCollapsesNothingAndLocksEveryVertex)
+{
+    auto mesh = test::makeTerrain(10, 10);
+    tbb::concurrent_vector<OpenMesh::VertexHandle> seam;
+    for (int i = 0; i < 11; ++i)
+    {
+        seam.push_back(test::Mesh::VertexHandle(i));
+        mesh->status(seam.back()).set_selected(true);
+    }
+    seam.push_back(test::Mesh::VertexHandle(100000));  // stale handles are skipped
+    EXPECT_EQ(Access::boundaryDecimate(*mesh, seam, 50, false, 1.0, 60.0), 0u);
+    EXPECT_EQ(OpenMeshUtility::GetFaceCount(*mesh), 200u);
+    EXPECT_EQ(lockedVertexCount(*mesh), mesh->n_vertices());
+    EXPECT_TRUE(mesh->quadricHandle.is_valid());  // kept for the next pass
+}
+
+TEST(SeamPass, FinalPassDecimatesToTheTargetAndDropsTheQuadrics)
+{
+    auto mesh = test::makeTerrain(10, 10);
+    tbb::concurrent_vector<OpenMesh::VertexHandle> seam;
+    EXPECT_GT(Access::boundaryDecimate(*mesh, seam, 100, true, 1.0, 60.0), 0u);
+    EXPECT_LE(OpenMeshUtility::GetFaceCount(*mesh), 100u);
+    EXPECT_GE(OpenMeshUtility::GetFaceCount(*mesh), 99u);
+    EXPECT_TRUE(test::isCompact(*mesh));
+    EXPECT_FALSE(mesh->quadricHandle.is_valid());
+}
+
+TEST(RingLock, NeverChangesAFlag)
+{
+    auto mesh = test::makeGrid(4, 4);
+    const test::Mesh::VertexHandle centre(12);
+    Access::setNNeighbourRingLock(*mesh, centre, 3, true);
+    EXPECT_EQ(lockedVertexCount(*mesh), 0u);
+    Access::setNNeighbourRingLock(*mesh, centre, 0, true);
+    EXPECT_EQ(lockedVertexCount(*mesh), 0u);
+
+    for (auto vh : mesh->vertices())
+        mesh->status(vh).set_locked(true);
+    Access::setNNeighbourRingLock(*mesh, centre, 3, false);
+    Access::setNNeighbourRingLock(*mesh, test::Mesh::VertexHandle(), 3, false);  // invalid: refused
+    Access::setNNeighbourRingLock(*mesh, test::Mesh::VertexHandle(999), 3, false);
+    EXPECT_EQ(lockedVertexCount(*mesh), mesh->n_vertices());
+}
+
+// Non-manifold vertices, isolated vertices, zero-area and repeated faces, NaN points: the
+// result may be poor, but nothing traps and no degenerate index reaches the mesh.
+TEST(SerialDecimation, SurvivesBadMeshes)
+{
+    auto mesh = test::makeTerrain(8, 8);
+    auto bow = test::makeBowTie();
+    const auto a = mesh->add_vertex({100, 100, 0});
+    const auto b = mesh->add_vertex({101, 100, 0});
+    const auto c = mesh->add_vertex({102, 100, 0});
+    mesh->add_face(a, b, c);         // zero area
+    mesh->add_vertex({-5, -5, -5});  // isolated
+    mesh->add_face(test::Mesh::VertexHandle(0), test::Mesh::VertexHandle(1),
+                   test::Mesh::VertexHandle(10));  // refused by OpenMesh: stays out
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    mesh->set_point(test::Mesh::VertexHandle(40), {nan, nan, nan});
+    OpenMeshUtility::DecimateMesh(mesh.get(), 0.7f, 0.5, 60.0, true);
+    OpenMeshUtility::DecimateMesh(mesh.get(), size_t(0), 0.5, 60.0, false, true);
+    OpenMeshUtility::DecimateMesh(bow.get(), 0.9f, 0.5, 60.0, true);
+    EXPECT_EQ(OpenMeshUtility::GetFaceCount(*bow), 2u);  // nothing can go
+}

@@ -1,0 +1,131 @@
+#include "support/TestMeshes.h"
+#include "topology/OpenMeshUtility.h"
+
+#include <gtest/gtest.h>
+#include <oneapi/tbb/global_control.h>
+
+#include <cfloat>
+
+using Quelm::Objects::Matrix4;
+using Quelm::Topology::OpenMeshUtility;
+
+namespace
+{
+
+std::unique_ptr<test::Mesh> makeUnitRightTriangle()
+{
+    auto mesh = std::make_unique<test::Mesh>();
+    auto a = mesh->add_vertex({0, 0, 0});
+    auto b = mesh->add_vertex({1, 0, 0});
+    auto c = mesh->add_vertex({0, 1, 0});
+    mesh->add_face(a, b, c);
+    return mesh;
+}
+
+}  // namespace
+
+TEST(TransformMesh, TranslationMovesPointsButNotNormals)
+{
+    auto mesh = test::makeGrid(2, 2);
+    mesh->update_normals();
+    const OpenMesh::Vec3f normalBefore = mesh->normal(OpenMesh::VertexHandle(4));
+    mesh->delete_vertex(OpenMesh::VertexHandle(0), false);  // deleted: left where it is
+    OpenMeshUtility::TransformMesh(*mesh, Matrix4<float>::translation(1, 2, 3));
+    EXPECT_EQ(mesh->point(OpenMesh::VertexHandle(4)), OpenMesh::Vec3f(2, 3, 3));
+    EXPECT_EQ(mesh->point(OpenMesh::VertexHandle(0)), OpenMesh::Vec3f(0, 0, 0));
+    EXPECT_EQ(mesh->normal(OpenMesh::VertexHandle(4)), normalBefore);
+}
+
+TEST(TransformMesh, NonUniformScaleLeavesNormalsUnnormalised)
+{
+    auto mesh = test::makeTetrahedron();
+    mesh->update_normals();
+    OpenMeshUtility::TransformMesh(*mesh, Matrix4<float>::scale(2, 1, 5));
+    EXPECT_EQ(mesh->point(OpenMesh::VertexHandle(3)), OpenMesh::Vec3f(0, 0, 5));
+    const OpenMesh::Vec3f n = mesh->normal(OpenMesh::VertexHandle(0));
+    EXPECT_GT(std::abs(n.norm() - 1.0f), 0.1f);
+}
+
+TEST(FlipUVs, TwiceRestoresEveryCoordinateExactly)
+{
+    auto mesh = test::makeGrid(70, 70);  // several parallel chunks
+    mesh->request_vertex_texcoords2D();
+    for (auto vh : mesh->vertices())
+        mesh->set_texcoord2D(vh, {0.1f * float(vh.idx() % 7), 0.013f * float(vh.idx() % 77)});
+    mesh->delete_vertex(OpenMesh::VertexHandle(5), false);
+    const test::Mesh before = *mesh;
+
+    OpenMeshUtility::FlipUVs(mesh.get());
+    EXPECT_EQ(mesh->texcoord2D(OpenMesh::VertexHandle(5))[1],
+              1.0f - before.texcoord2D(OpenMesh::VertexHandle(5))[1]);
+    EXPECT_EQ(mesh->texcoord2D(OpenMesh::VertexHandle(9))[0],
+              before.texcoord2D(OpenMesh::VertexHandle(9))[0]);
+    OpenMeshUtility::FlipUVs(mesh.get());
+    for (size_t i = 0; i < mesh->n_vertices(); ++i)  // deleted vertices included
+    {
+        const OpenMesh::VertexHandle vh(static_cast<int>(i));
+        const float v = before.texcoord2D(vh)[1];
+        EXPECT_EQ(mesh->texcoord2D(vh)[1], 1.0f - (1.0f - v)) << i;  // v itself unless v < 0.5 rounds
+        EXPECT_EQ(mesh->texcoord2D(vh)[0], before.texcoord2D(vh)[0]);
+    }
+    const float exact = mesh->texcoord2D(OpenMesh::VertexHandle(0))[1];  // 0: representable either way
+    EXPECT_EQ(exact, before.texcoord2D(OpenMesh::VertexHandle(0))[1]);
+}
+
+TEST(FlipUVs, MeshWithoutTexCoordsOrNullIsLeftAlone)
+{
+    auto mesh = test::makeGrid(1, 1);
+    OpenMeshUtility::FlipUVs(mesh.get());
+    EXPECT_FALSE(mesh->has_vertex_texcoords2D());
+    OpenMeshUtility::FlipUVs(nullptr);
+}
+
+TEST(BoundingBox, EmptyOrNullMeshGivesTheInvertedLargestFiniteBox)
+{
+    test::Mesh empty;
+    for (const test::Mesh* mesh : {&empty, static_cast<test::Mesh*>(nullptr)})
+    {
+        const auto box = OpenMeshUtility::ComputeBoundingBox(mesh);
+        EXPECT_EQ(box.getMin().x, 3.4028235e38f);
+        EXPECT_EQ(box.getMin().z, FLT_MAX);
+        EXPECT_EQ(box.getMax().y, -3.4028235e38f);
+    }
+}
+
+TEST(BoundingBox, SkipsDeletedVerticesAndAgreesAcrossThreadCounts)
+{
+    auto mesh = test::makeGrid(150, 100, 0.5f);  // 15251 vertices
+    mesh->point(OpenMesh::VertexHandle(100)) = {-7, 0, 9};
+    mesh->point(OpenMesh::VertexHandle(12000)) = {1000, 1000, 1000};
+    mesh->delete_vertex(OpenMesh::VertexHandle(12000), false);
+    const auto many = OpenMeshUtility::ComputeBoundingBox(mesh.get());
+    EXPECT_EQ(many.getMin().x, -7.0f);
+    EXPECT_EQ(many.getMax().x, 75.0f);
+    EXPECT_EQ(many.getMax().y, 50.0f);
+    EXPECT_EQ(many.getMax().z, 9.0f);
+    EXPECT_EQ(many.getMin().z, 0.0f);
+
+    tbb::global_control one(tbb::global_control::max_allowed_parallelism, 1);
+    const auto single = OpenMeshUtility::ComputeBoundingBox(mesh.get());
+    EXPECT_EQ(single.getMin(), many.getMin());
+    EXPECT_EQ(single.getMax(), many.getMax());
+}
+
+TEST(SurfaceArea, UnitRightTriangleIsOneHalfAndDeletedFacesDoNotCount)
+{
+    auto tri = makeUnitRightTriangle();
+    EXPECT_EQ(OpenMeshUtility::calcSurfaceArea(*tri), 0.5);
+    tri->delete_face(OpenMesh::FaceHandle(0), false);
+    EXPECT_EQ(OpenMeshUtility::calcSurfaceArea(*tri), 0.0);
+    EXPECT_EQ(OpenMeshUtility::calcSurfaceArea(test::Mesh()), 0.0);
+}
+
+TEST(SurfaceArea, LargeGridSumsOverEveryChunk)
+{
+    auto grid = test::makeGrid(120, 90);  // 21600 faces of area 0.5: the sum is exact in any order
+    EXPECT_EQ(OpenMeshUtility::calcSurfaceArea(*grid), 120.0 * 90.0);
+    auto sphere = test::makeSphere(40, 60);
+    const double area = OpenMeshUtility::calcSurfaceArea(*sphere);
+    EXPECT_LT(area, 4.0 * 3.14159265358979);  // an inscribed polyhedron, a little below 4 pi
+    EXPECT_GT(area, 0.99 * 4.0 * 3.14159265358979);
+}

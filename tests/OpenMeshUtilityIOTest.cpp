@@ -1,0 +1,299 @@
+#include "common/Node.h"
+#include "support/TestMeshes.h"
+#include "topology/OpenMeshUtility.h"
+
+#include <OpenMesh/Core/System/omstream.hh>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+using Quelm::Topology::OpenMeshUtility;
+
+namespace
+{
+
+using Mesh = OpenMeshUtility::Mesh;
+
+void writeFile(const std::filesystem::path& path, const std::string& bytes)
+{
+    std::ofstream out(path, std::ios::binary);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+}
+
+std::string readFile(const std::filesystem::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+template <class T>
+std::string bytesOf(const T& value)
+{
+    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+// Captures what is written to std::wcout while alive.
+class WcoutCapture
+{
+public:
+    WcoutCapture() : old_(std::wcout.rdbuf(text_.rdbuf())) {}
+    ~WcoutCapture() { std::wcout.rdbuf(old_); }
+    std::wstring text() const { return text_.str(); }
+
+private:
+    std::wstringstream text_;
+    std::wstreambuf* old_;
+};
+
+// Captures std::cerr, where OpenMesh's error stream writes by default, while alive. (Connecting
+// a stream of our own would do too, but OpenMesh's disconnect leaks its wrapper.)
+class CerrCapture
+{
+public:
+    CerrCapture() : old_(std::cerr.rdbuf(text_.rdbuf())) {}
+    ~CerrCapture() { std::cerr.rdbuf(old_); }
+    std::string text() const { return text_.str(); }
+
+private:
+    std::ostringstream text_;
+    std::streambuf* old_;
+};
+
+struct Read
+{
+    std::unique_ptr<Mesh> mesh;
+    explicit Read(const std::wstring& path) : mesh(OpenMeshUtility::ReadMesh(path.c_str())) {}
+};
+
+}  // namespace
+
+class MeshFiles : public ::testing::Test
+{
+protected:
+    test::TempDir dir;
+};
+
+TEST_F(MeshFiles, EveryFormatRoundTripsAndRecordsItsPath)
+{
+    for (const char* name : {"s.obj", "s.off", "s.ply", "s.stl", "s.om"})
+    {
+        auto sphere = test::makeSphere(8, 10);
+        ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile(name).c_str(), sphere.get(), true)) << name;
+        Read back(dir.wfile(name));
+        ASSERT_TRUE(back.mesh) << name;
+        EXPECT_EQ(back.mesh->n_vertices(), sphere->n_vertices()) << name;
+        EXPECT_EQ(back.mesh->n_faces(), sphere->n_faces()) << name;
+        EXPECT_NEAR(OpenMeshUtility::calcSurfaceArea(*back.mesh), OpenMeshUtility::calcSurfaceArea(*sphere),
+                    1e-3);
+        EXPECT_EQ(OpenMeshUtility::GetMeshPath(back.mesh.get()), dir.wfile(name));
+    }
+}
+
+TEST_F(MeshFiles, ExtensionMatchIgnoresCaseWhenReading)
+{
+    auto grid = test::makeGrid(2, 2);
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("a.obj").c_str(), grid.get(), false));
+    std::filesystem::rename(dir.file("a.obj"), dir.file("model.OBJ"));
+    Read back(dir.wfile("model.OBJ"));
+    ASSERT_TRUE(back.mesh);
+    EXPECT_EQ(back.mesh->n_faces(), 8u);
+}
+
+TEST_F(MeshFiles, ReadToRawMeshGivesAModelWithThePath)
+{
+    auto grid = test::makeGrid(3, 3);
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("g.off").c_str(), grid.get(), false));
+    auto model = OpenMeshUtility::ReadToRawMesh(dir.wfile("g.off").c_str());
+    ASSERT_TRUE(model);
+    EXPECT_EQ(model->filePath(), dir.wfile("g.off"));
+    ASSERT_EQ(model->numChildren(), 1u);
+    const auto& node = dynamic_cast<const Quelm::Objects::Node&>(*model->children()[0]);
+    EXPECT_EQ(node.rawMesh().indicesSize(), 3u * 18u);
+    EXPECT_FALSE(OpenMeshUtility::ReadToRawMesh(dir.wfile("missing.off").c_str()));
+    EXPECT_FALSE(OpenMeshUtility::ReadToRawMesh(nullptr));
+}
+
+TEST_F(MeshFiles, UnreadablePathsGiveNull)
+{
+    EXPECT_EQ(OpenMeshUtility::ReadMesh(nullptr), nullptr);
+    EXPECT_FALSE(Read(dir.wfile("missing.obj")).mesh);
+    writeFile(dir.file("noextension"), "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+    EXPECT_FALSE(Read(dir.wfile("noextension")).mesh);
+    writeFile(dir.file("mesh.xyz"), "v 0 0 0\n");
+    EXPECT_FALSE(Read(dir.wfile("mesh.xyz")).mesh);  // no reader for it
+    std::filesystem::create_directories(dir.file("folder.obj"));
+    EXPECT_FALSE(Read(dir.wfile("folder.obj")).mesh);
+    for (const char* name : {"e.obj", "e.off", "e.ply", "e.stl", "e.om"})
+    {
+        writeFile(dir.file(name), "");
+        EXPECT_FALSE(Read(dir.wfile(name)).mesh) << name;
+    }
+}
+
+TEST_F(MeshFiles, MalformedFilesGiveNullOrASaneMesh)
+{
+    // Each either fails or yields a mesh whose faces all reference live vertices.
+    const std::string plyHeader = "ply\nformat binary_little_endian 1.0\nelement vertex 3\n"
+                                  "property float x\nproperty float y\nproperty float z\n";
+    std::string threePoints;
+    for (float f : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
+        threePoints += bytesOf(f);
+    const std::string oneFace =
+        std::string(1, '\3') + bytesOf(int32_t(0)) + bytesOf(int32_t(1)) + bytesOf(int32_t(2));
+    std::string stlTooShort(80, 'x');
+    stlTooShort += bytesOf(uint32_t(1000000)) + std::string(50, '\0');
+
+    const std::pair<const char*, std::string> files[] = {
+        {"oob.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\nf 1 2 -7\nf 0 0 0\nf 1 2 3\n"},
+        {"nan.obj", "v nan 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"},
+        {"junk.obj", "v 0 0\nf 1 2 3 4 5 6 -99999999999\nvt x y\nusemtl\n\x01\x02\xff\n"},
+        {"trunc.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n"},
+        {"oob.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n"},
+        {"oob.ply",
+         "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
+         "element face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n"
+         "3 0 1 5\n"},
+        {"moreFaces.ply", plyHeader +
+                              "element face 100000000\nproperty list uchar int vertex_indices\n"
+                              "end_header\n" +
+                              threePoints + oneFace},
+        {"trunc.stl", "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0"},
+        {"short.stl", stlTooShort},
+        {"garbage.om", std::string("OM\2") + std::string(200, '\xff')},
+    };
+    for (const auto& [name, bytes] : files)
+    {
+        writeFile(dir.file(name), bytes);
+        Read back(dir.wfile(name));
+        if (!back.mesh)
+            continue;
+        for (auto fh : back.mesh->faces())
+            for (auto vh : back.mesh->fv_range(fh))
+                EXPECT_LT(static_cast<size_t>(vh.idx()), back.mesh->n_vertices()) << name;
+        for (auto vh : back.mesh->vertices())
+            EXPECT_TRUE(std::isfinite(back.mesh->point(vh)[0])) << name;
+    }
+}
+
+TEST_F(MeshFiles, NonFiniteCoordinatesAreRefused)
+{
+    std::string body;
+    for (float f : {std::nanf(""), 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
+        body += bytesOf(f);
+    body += std::string(1, '\3') + bytesOf(int32_t(0)) + bytesOf(int32_t(1)) + bytesOf(int32_t(2));
+    writeFile(dir.file("nan.ply"),
+              "ply\nformat binary_little_endian 1.0\nelement vertex 3\nproperty float x\n"
+              "property float y\nproperty float z\nelement face 1\n"
+              "property list uchar int vertex_indices\nend_header\n" +
+                  body);
+    EXPECT_FALSE(Read(dir.wfile("nan.ply")).mesh);
+}
+
+TEST_F(MeshFiles, ReadingIsQuietAndLeavesTheHostsStreamsAsTheyWere)
+{
+    writeFile(dir.file("bad.off"), "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n3 0 0 1\n");
+    CerrCapture captured;
+    ASSERT_TRUE(omerr().is_enabled());
+    Read(dir.wfile("bad.off"));
+    EXPECT_TRUE(omerr().is_enabled());
+    omerr() << "host message" << std::endl;
+    EXPECT_EQ(captured.text(), "host message\n");
+
+    omerr().disable();  // a host that silenced OpenMesh keeps it silenced
+    Read(dir.wfile("bad.off"));
+    EXPECT_FALSE(omerr().is_enabled());
+    omerr().enable();
+}
+
+TEST_F(MeshFiles, WriteFailsOnNullArgumentsAndUnwritablePaths)
+{
+    auto grid = test::makeGrid(1, 1);
+    EXPECT_FALSE(OpenMeshUtility::WriteMesh(nullptr, grid.get(), true));
+    EXPECT_FALSE(OpenMeshUtility::WriteMesh(dir.wfile("a.obj").c_str(), nullptr, true));
+    EXPECT_FALSE(OpenMeshUtility::WriteMesh(dir.wfile("no/such/dir/a.obj").c_str(), grid.get(), true));
+    EXPECT_FALSE(OpenMeshUtility::WriteMesh(dir.wfile("a.unknown").c_str(), grid.get(), true));
+}
+
+TEST_F(MeshFiles, StlAndPlyAreBinaryButTheSearchIsCaseSensitive)
+{
+    auto grid = test::makeGrid(2, 1);  // 4 faces
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("out.stl").c_str(), grid.get(), true));
+    EXPECT_EQ(std::filesystem::file_size(dir.file("out.stl")), 84u + 50u * 4u);
+
+    // the upper-case path falls through to the text options, with normals when asked, which
+    // the STL writer refuses
+    EXPECT_FALSE(OpenMeshUtility::WriteMesh(dir.wfile("OUT.STL").c_str(), grid.get(), true));
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("OUT.STL").c_str(), grid.get(), false));
+    EXPECT_EQ(readFile(dir.file("OUT.STL")).rfind("solid", 0), 0u);
+
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("out.ply").c_str(), grid.get(), true));
+    EXPECT_NE(readFile(dir.file("out.ply")).find("format binary"), std::string::npos);
+
+    // ".stl" anywhere in the path chooses Binary alone: the OBJ writer falls back to text, and
+    // normals are not written although asked for
+    std::filesystem::create_directories(dir.file("dir.stl"));
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("dir.stl/out.obj").c_str(), grid.get(), true));
+    const std::string obj = readFile(dir.file("dir.stl/out.obj"));
+    EXPECT_NE(obj.find("v "), std::string::npos);
+    EXPECT_EQ(obj.find("vn "), std::string::npos);
+}
+
+TEST_F(MeshFiles, NormalsAreWrittenOnlyWhenAsked)
+{
+    auto grid = test::makeGrid(2, 2);
+    grid->update_normals();
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("n.obj").c_str(), grid.get(), true));
+    EXPECT_NE(readFile(dir.file("n.obj")).find("vn "), std::string::npos);
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("none.obj").c_str(), grid.get(), false));
+    EXPECT_EQ(readFile(dir.file("none.obj")).find("vn "), std::string::npos);
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("n.ply").c_str(), grid.get(), true));
+    EXPECT_NE(readFile(dir.file("n.ply")).find("property float nx"), std::string::npos);
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("none.ply").c_str(), grid.get(), false));
+    EXPECT_EQ(readFile(dir.file("none.ply")).find("nx"), std::string::npos);
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("none.off").c_str(), grid.get(), false));
+    EXPECT_EQ(readFile(dir.file("none.off")).rfind("OFF", 0), 0u);  // not "NOFF"
+}
+
+TEST_F(MeshFiles, UntexturedMeshIsCleanedBeforeWritingAndSaysSo)
+{
+    auto bowTie = test::makeBowTie();
+    bowTie->add_vertex({5, 5, 5});  // isolated
+    WcoutCapture out;
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("bow.off").c_str(), bowTie.get(), false));
+    EXPECT_EQ(out.text(), L"Removed 2 degenerate faces\n");
+    EXPECT_EQ(OpenMeshUtility::GetFaceCount(*bowTie), 0u);  // the caller's mesh keeps the change
+    EXPECT_EQ(OpenMeshUtility::GetVertexCount(*bowTie), 0u);
+    Read back(dir.wfile("bow.off"));
+    ASSERT_TRUE(back.mesh);
+    EXPECT_EQ(back.mesh->n_vertices(), 0u);  // isolated vertices are not written either
+}
+
+TEST_F(MeshFiles, TexturedMeshIsWrittenWithoutTheCleanUp)
+{
+    auto bowTie = test::makeBowTie();
+    bowTie->request_vertex_texcoords2D();
+    WcoutCapture out;
+    ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("bow.obj").c_str(), bowTie.get(), false));
+    EXPECT_EQ(out.text(), L"");
+    EXPECT_EQ(OpenMeshUtility::GetFaceCount(*bowTie), 2u);
+    EXPECT_NE(readFile(dir.file("bow.obj")).find("vt "), std::string::npos);
+}
+
+TEST_F(MeshFiles, DeletedFacesAreNeverWritten)
+{
+    auto grid = test::makeGrid(2, 2);
+    grid->request_vertex_texcoords2D();  // no clean-up, so nothing is collected before writing
+    grid->delete_face(OpenMesh::FaceHandle(0), true);
+    for (const char* name : {"d.obj", "d.off", "d.ply", "d.om", "d.stl"})
+    {
+        ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile(name).c_str(), grid.get(), false)) << name;
+        Read back(dir.wfile(name));
+        ASSERT_TRUE(back.mesh) << name;
+        EXPECT_EQ(back.mesh->n_faces(), 7u) << name;
+    }
+    EXPECT_EQ(grid->n_faces(), 8u);  // the caller's mesh is not compacted
+}

@@ -1,0 +1,93 @@
+#include "support/TestMeshes.h"
+#include "topology/OpenMeshUtility.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using Quelm::Topology::OpenMeshUtility;
+
+namespace
+{
+
+std::vector<OpenMesh::Vec3f> points(const test::Mesh& mesh)
+{
+    std::vector<OpenMesh::Vec3f> result;
+    for (auto vh : mesh.vertices())
+        result.push_back(mesh.point(vh));
+    return result;
+}
+
+// A flat grid whose centre vertex is pushed off its place within the plane.
+std::unique_ptr<test::Mesh> gridWithShiftedCentre()
+{
+    auto mesh = test::makeGrid(4, 4);
+    mesh->set_point(test::Mesh::VertexHandle(12), {2.4f, 2.3f, 0.0f});
+    return mesh;
+}
+
+// Live properties (removed ones leave an empty slot behind).
+template <class Iterator>
+size_t liveProperties(Iterator begin, Iterator end)
+{
+    size_t count = 0;
+    for (; begin != end; ++begin)
+        count += *begin != nullptr;
+    return count;
+}
+
+size_t livePropertyCount(const test::Mesh& mesh)
+{
+    return liveProperties(mesh.vprops_begin(), mesh.vprops_end()) +
+           liveProperties(mesh.eprops_begin(), mesh.eprops_end()) +
+           liveProperties(mesh.fprops_begin(), mesh.fprops_end());
+}
+
+}  // namespace
+
+TEST(Smoothing, ZeroOrNegativeIterationsLeavePointsAlone)
+{
+    for (int iterations : {0, -3})
+    {
+        auto mesh = gridWithShiftedCentre();
+        const auto before = points(*mesh);
+        EXPECT_TRUE(OpenMeshUtility::smoothMesh(*mesh, 0.01f, iterations));
+        EXPECT_EQ(points(*mesh), before);
+    }
+}
+
+TEST(Smoothing, RelaxesWithinThePlaneAndHoldsTheBorder)
+{
+    auto mesh = gridWithShiftedCentre();
+    const auto before = points(*mesh);
+    EXPECT_TRUE(OpenMeshUtility::smoothMesh(*mesh, 1.0f, 10));
+    const auto after = points(*mesh);
+    const OpenMesh::Vec3f home(2, 2, 0);
+    EXPECT_LT((after[12] - home).norm(), (before[12] - home).norm());
+    for (size_t i = 0; i < after.size(); ++i)
+    {
+        EXPECT_EQ(after[i][2], 0.0f);  // tangential: nothing leaves the plane
+        if (mesh->is_boundary(test::Mesh::VertexHandle(int(i))))
+        {
+            EXPECT_EQ(after[i], before[i]);
+        }
+    }
+}
+
+TEST(Smoothing, LeavesNoWorkingPropertiesBehind)
+{
+    auto mesh = gridWithShiftedCentre();
+    const size_t properties = livePropertyCount(*mesh);
+    const bool faceNormals = mesh->has_face_normals();
+    OpenMeshUtility::smoothMesh(*mesh, 0.01f, 3);
+    EXPECT_EQ(livePropertyCount(*mesh), properties);
+    EXPECT_EQ(mesh->has_face_normals(), faceNormals);
+}
+
+TEST(Smoothing, SurvivesIsolatedVerticesAndNonManifoldFans)
+{
+    auto bow = test::makeBowTie();
+    bow->add_vertex({7, 7, 7});
+    EXPECT_TRUE(OpenMeshUtility::smoothMesh(*bow, 0.01f, 5));
+    EXPECT_EQ(bow->n_faces(), 2u);
+}

@@ -1,0 +1,258 @@
+#include "topology/OpenMeshUtility.h"
+#include "topology/decimation/DecimationSupport.h"
+#include "topology/decimation/OpenMeshPartition.h"
+
+#include <tbb/concurrent_unordered_map.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+
+namespace Quelm::Topology
+{
+namespace
+{
+
+using Mesh = OpenMeshUtility::Mesh;
+
+// The uniform grid over the bounding box: N cells per axis, N^3 in all, numbered
+// ix * N^2 + iy * N + iz.
+class Grid
+{
+public:
+    Grid(const Objects::Box<float>& box, float level)
+        : min_(box.getMin()), n_(std::max(1, static_cast<int>(level)))
+    {
+        const Objects::Vector3<float> size = box.getMax() - box.getMin();
+        cx_ = size.x / level;
+        cy_ = size.y / level;
+        cz_ = size.z / level;
+    }
+
+    int cellCount() const { return n_ * n_ * n_; }
+
+    // note: z is offset by the box's minimum x, not its minimum z. Kept as it stands: the cell
+    // numbers of existing callers depend on it. Per axis only the upper clamp applies; the cell
+    // number as a whole is clamped to [0, N^3 - 1].
+    int cellOf(const OpenMesh::Vec3f& p) const
+    {
+        const int64_t n = n_;
+        const int64_t ix = axisIndex((p[0] - min_.x) / cx_);
+        const int64_t iy = axisIndex((p[1] - min_.y) / cy_);
+        const int64_t iz = axisIndex((p[2] - min_.x) / cz_);
+        const int64_t cell = ix * n * n + iy * n + iz;
+        if (cell < 0)
+            return 0;
+        return cell >= n * n * n ? n_ * n_ * n_ - 1 : static_cast<int>(cell);
+    }
+
+private:
+    // floor(t), with N - 1 for t >= N. Below, the index is only bounded far enough down that any
+    // clamped index still makes the cell number negative (so the result is unchanged); NaN (a
+    // NaN coordinate, or 0 / 0 on a flat axis) counts as 0.
+    int64_t axisIndex(float t) const
+    {
+        if (std::isnan(t))
+            return 0;
+        const float n = static_cast<float>(n_);
+        if (t >= n)
+            return n_ - 1;
+        const float lowest = -(n * n * n + n);
+        if (t < lowest)
+            return static_cast<int64_t>(lowest);
+        return static_cast<int64_t>(std::floor(t));
+    }
+
+    Objects::Vector3<float> min_;
+    int n_;
+    float cx_ = 0, cy_ = 0, cz_ = 0;
+};
+
+using RecordMap = tbb::concurrent_unordered_map<int, std::unique_ptr<OpenMeshPartition>>;
+
+// The record of `cell`, created on first use. Most lookups find it without locking; creation
+// is double-checked under the map's mutex.
+OpenMeshPartition& recordOf(RecordMap& records, tbb::mutex& recordsMutex, int cell)
+{
+    auto it = records.find(cell);
+    if (it != records.end())
+        return *it->second;
+    tbb::mutex::scoped_lock lock(recordsMutex);
+    it = records.find(cell);
+    if (it == records.end())
+        it = records.emplace(cell, std::make_unique<OpenMeshPartition>()).first;
+    return *it->second;
+}
+
+// Assigns every live face to the cell of its reference corner (the target of the face's stored
+// half-edge). A task gathers its faces per cell and appends each group under that cell's mutex.
+void assignFaces(const Mesh& mesh, const Grid& grid, RecordMap& records)
+{
+    tbb::mutex recordsMutex;
+    tbb::parallel_for(tbb::blocked_range<size_t>(0, mesh.n_faces(), 8192),
+                      [&](const tbb::blocked_range<size_t>& range)
+                      {
+                          std::unordered_map<int, std::vector<int>> local;
+                          for (size_t i = range.begin(); i != range.end(); ++i)
+                          {
+                              const OpenMesh::FaceHandle fh(static_cast<int>(i));
+                              if (mesh.status(fh).deleted())
+                                  continue;
+                              const auto corner = mesh.to_vertex_handle(mesh.halfedge_handle(fh));
+                              local[grid.cellOf(mesh.point(corner))].push_back(static_cast<int>(i));
+                          }
+                          for (auto& [cell, faces] : local)
+                          {
+                              OpenMeshPartition& record = recordOf(records, recordsMutex, cell);
+                              tbb::mutex::scoped_lock lock(*record.mutex);
+                              record.faces.insert(record.faces.end(), faces.begin(), faces.end());
+                          }
+                      });
+}
+
+// Welds the corners of the record's faces into cell-local vertices and, with the coarse grid,
+// lists the movable ones: a vertex may move only when its own position lies in this cell, so a
+// coarse cell never removes a vertex that belongs to a neighbour's box.
+void weldRecord(const Mesh& mesh, const Grid& grid, int cell, bool coarseGrid, OpenMeshPartition& record)
+{
+    std::sort(record.faces.begin(), record.faces.end());  // tasks append in any order
+    const bool hasTexCoords = mesh.has_vertex_texcoords2D();
+    record.weldMap.reserve(record.faces.size() / 2 + 16);
+    record.corners.reserve(record.faces.size() * 3);
+    for (int f : record.faces)
+        for (auto vh : mesh.fv_range(OpenMesh::FaceHandle(f)))
+        {
+            const auto& p = mesh.point(vh);
+            Objects::oxmvertex key({p[0], p[1], p[2]}, {0.0f, 0.0f}, hasTexCoords ? 1 : 0);
+            if (hasTexCoords)
+            {
+                const auto& t = mesh.texcoord2D(vh);
+                key.texCoord = {t[0], t[1]};
+            }
+            const auto [it, isNew] = record.weldMap.emplace(key, static_cast<int>(record.vertices.size()));
+            if (isNew)
+                record.vertices.push_back(vh.idx());
+            record.corners.push_back(it->second);
+        }
+    if (coarseGrid)
+        for (int local = 0; local < static_cast<int>(record.vertices.size()); ++local)
+            if (grid.cellOf(mesh.point(OpenMesh::VertexHandle(record.vertices[local]))) == cell)
+                record.movableVertices.push_back(local);
+}
+
+// Builds the cell's mesh from its record: points, normals, texture coordinates and quadrics of
+// the vertices, SELECTED on the movable ones, then the faces with their normals and texture
+// indices. A face that OpenMesh refuses (a complex edge after welding) is left out.
+void buildCell(const Mesh& mesh, const OpenMeshPartition& record, bool coarseGrid, Mesh& cell)
+{
+    const bool hasTexCoords = mesh.has_vertex_texcoords2D();
+    const bool hasTextureIndex = mesh.has_face_texture_index();
+    const bool hasQuadrics = mesh.quadricHandle.is_valid();
+    cell.add_property(cell.quadricHandle);
+    cell.request_face_normals();
+    if (hasTexCoords)
+        cell.request_vertex_texcoords2D();
+    if (hasTextureIndex)
+        cell.request_face_texture_index();
+
+    const size_t faceCount = record.faces.size();
+    cell.reserve(record.vertices.size(), faceCount * 3 / 2 + 16, faceCount);
+    auto movable = record.movableVertices.begin();
+    for (int local = 0; local < static_cast<int>(record.vertices.size()); ++local)
+    {
+        const OpenMesh::VertexHandle src(record.vertices[local]);
+        const auto vh = cell.add_vertex(mesh.point(src));
+        cell.set_normal(vh, mesh.normal(src));
+        if (hasTexCoords)
+            cell.set_texcoord2D(vh, mesh.texcoord2D(src));
+        cell.property(cell.quadricHandle, vh) =
+            hasQuadrics ? mesh.property(mesh.quadricHandle, src) : Quadric();
+        bool isMovable = true;
+        if (coarseGrid)
+        {
+            isMovable = movable != record.movableVertices.end() && *movable == local;
+            if (isMovable)
+                ++movable;
+        }
+        cell.status(vh).set_selected(isMovable);
+    }
+    for (size_t i = 0; i < faceCount; ++i)
+    {
+        const int* c = &record.corners[3 * i];
+        if (c[0] == c[1] || c[1] == c[2] || c[0] == c[2])
+            continue;  // two corners welded into one: nothing to add
+        const auto fh = cell.add_face(OpenMesh::VertexHandle(c[0]), OpenMesh::VertexHandle(c[1]),
+                                      OpenMesh::VertexHandle(c[2]));
+        if (!fh.is_valid())
+            continue;
+        const OpenMesh::FaceHandle src(record.faces[i]);
+        cell.set_normal(fh, mesh.normal(src));
+        if (hasTextureIndex)
+            cell.set_texture_index(fh, mesh.texture_index(src));
+    }
+}
+
+// Frees what the record holds as soon as its cell is built.
+void releaseRecord(OpenMeshPartition& record)
+{
+    std::vector<int>().swap(record.faces);
+    std::vector<int>().swap(record.corners);
+    std::vector<int>().swap(record.vertices);
+    std::vector<int>().swap(record.movableVertices);
+    decltype(record.weldMap)().swap(record.weldMap);
+}
+
+}  // namespace
+
+// Plan: (1) refresh the source's normals in parallel; (2) assign faces to cells by one corner,
+// in parallel, into per-cell records; (3) weld and build every cell's mesh, one task per cell
+// (disjoint: a task writes only its own record and cell mesh); (4) clear the source.
+OpenMeshUtility::CellMap OpenMeshUtility::partitionMesh(Mesh* mesh, const Objects::Box<float>& box,
+                                                        float gridLevel, float /*gridOffset*/,
+                                                        bool coarseGrid)
+{
+    CellMap cells;
+    if (!mesh)
+        return cells;
+    if (!mesh->has_face_normals())
+        mesh->request_face_normals();
+    detail::updateFaceNormalsParallel(*mesh);
+    if (mesh->has_vertex_normals())
+        detail::updateVertexNormalsParallel(*mesh);
+    if (mesh->has_halfedge_normals())
+        mesh->update_halfedge_normals(0.8);
+
+    const Grid grid(box, gridLevel);
+    RecordMap records;
+    assignFaces(*mesh, grid, records);
+
+    // The cell meshes are created empty first (serially: the map is not written in parallel),
+    // then filled in parallel through stable references.
+    std::vector<std::pair<int, OpenMeshPartition*>> order;
+    order.reserve(records.size());
+    for (auto& [cell, record] : records)
+        order.emplace_back(cell, record.get());
+    std::sort(order.begin(), order.end());
+    std::vector<Mesh*> targets;
+    targets.reserve(order.size());
+    for (const auto& entry : order)
+        targets.push_back(&cells.emplace(entry.first, Mesh()).first->second);
+
+    tbb::parallel_for(tbb::blocked_range<size_t>(0, order.size(), 1),
+                      [&](const tbb::blocked_range<size_t>& range)
+                      {
+                          for (size_t i = range.begin(); i != range.end(); ++i)
+                          {
+                              OpenMeshPartition& record = *order[i].second;
+                              weldRecord(*mesh, grid, order[i].first, coarseGrid, record);
+                              buildCell(*mesh, record, coarseGrid, *targets[i]);
+                              releaseRecord(record);
+                          }
+                      });
+    mesh->clear();
+    return cells;
+}
+
+}  // namespace Quelm::Topology
