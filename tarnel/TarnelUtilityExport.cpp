@@ -1,6 +1,7 @@
 #include "common/oxmvertex.h"
 #include "tarnel/TarnelUtility.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <unordered_map>
