@@ -91,3 +91,43 @@ TEST_F(TwoRegions, EquallyLongPathsInOneRegionLeaveExactlyOne)
 }
 
 }  // namespace
+
+namespace
+{
+
+// Paths and ID sets from a caller can hold anything: none of this may crash or trip the engine.
+TEST(GarbageIds, AreSkippedWithoutEngineReports)
+{
+    auto mesh = test::makeTarnelGrid(3, 3);
+    test::flagAll(*mesh, 0);
+    mesh->RemoveTriangle(4);
+    const unsigned bad = vsk::IMesh::InvalidID, far = 500000000u;
+    test::AssertCapture capture;
+
+    PathList paths{{bad, far}, {0, bad, 1}, {}, {far}, {1, 2}};
+    EXPECT_TRUE(TarnelUtility::GetTrianglesOfBoundary(*mesh, {bad, far, bad}, true).empty());
+    EXPECT_EQ(TarnelUtility::GetTrianglesAtBoundaryPathEnds(*mesh, {bad, far}), std::make_pair(bad, bad));
+    TarnelUtility::GetClosestBoundaryPaths(*mesh, paths, true);
+    Path extended{1, far};
+    TarnelUtility::ExtendBoundaryPath(*mesh, extended, bad);
+    EXPECT_EQ(extended, (Path{1, far}));
+    TarnelUtility::RemovePathsAdjacentToLoops(*mesh, paths, {{far}, {bad}}, 0);
+    EXPECT_EQ(paths.size(), 5u);
+    TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, paths, 0);
+    TarnelUtility::RemoveNonManifoldPaths(*mesh, paths, false);
+
+    std::set<unsigned> selection{far, 4}, singles, include, found;
+    std::set<unsigned> tris{bad, far, 4, 5};
+    TarnelUtility::IncludeTriangleWithTwoNeighbour(*mesh, tris, selection, singles, include);
+    TarnelUtility::RemoveFlippedTriangle(*mesh, tris, selection, found);
+    TarnelUtility::CheckAndFixManifoldBoundariesInSelection(*mesh, selection);
+    TarnelUtility::GetConnectedSelection(*mesh, 4u, selection, 0);
+    std::unordered_set<unsigned> vertices;
+    TarnelUtility::GetConnectedSelection(*mesh, far, vertices, 0);
+    EXPECT_TRUE(vertices.empty());
+    EXPECT_EQ(TarnelUtility::GetVertexOfTriangle(*mesh, far, {}), bad);
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, far, 0, 180, 10));
+    EXPECT_EQ(capture.count(), 0u);
+}
+
+}  // namespace
