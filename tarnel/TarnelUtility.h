@@ -60,10 +60,13 @@ public:
     // The indices (i < j) of the two paths with the closest pair of vertices (squared distance in
     // single precision; ties keep the earlier pair). (-1, -1) for fewer than two paths, (0, 1) for
     // exactly two. With `skipAdjacent`, pairs of paths joined by a mesh edge are never chosen.
+    // Vertices that are not live are skipped. Worst case O(product of the path lengths), pruned
+    // by the paths' bounding boxes.
     static std::pair<int, int> GetClosestBoundaryPaths(const vsk::VFTriangleMesh& mesh, const PathList& paths,
                                                        bool skipAdjacent);
     // The angle at p0 between the directions to p1 and p2, in radians, by the law of cosines
-    // (lengths in single precision, the rest in double); 0 or pi outside acos's domain.
+    // (lengths in single precision, the rest in double); 0 or pi outside acos's domain. Coincident
+    // points are not guarded: the division by zero gives NaN or one of the two clamps.
     static double ComputeAngle(Wm4::Vector3<float> p0, Wm4::Vector3<float> p1, Wm4::Vector3<float> p2);
     // The corner of triangle `tID` closest to `point` (the first on ties); InvalidID when `tID` is
     // not a live triangle.
