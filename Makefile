@@ -20,8 +20,14 @@ build: deps $(BUILD)/CMakeCache.txt
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
-demo: build
+# The demo needs only the tool, not the tests.
+demo: deps $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS) --target qlm-mesh
 	bash scripts/demo.sh $(BUILD)
+
+# A client project against the install tree (find_package) and the source tree (add_subdirectory).
+install-test: build
+	cd $(BUILD) && ctest --output-on-failure -R '^consumer\.'
 
 test-sanitize: deps
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DQLM_SANITIZE=address,undefined -DQLM_BUILD_TOOLS=OFF
@@ -33,6 +39,42 @@ bench: deps
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQLM_BUILD_BENCH=ON -DQLM_BUILD_TESTS=OFF
 	cmake --build build-bench -j $(JOBS) --target qlm_bench
 	build-bench/bench/qlm_bench $(BENCH_ARGS)
+
+# ThreadSanitizer build of the suites that run parallel loops. A suite that exercises parallel
+# code joins by matching one of these patterns.
+TSAN_FILTER ?= MeshCounts*:BoundingBox*:SurfaceArea*:FlipUVs*:ToModel*:*Quadric*:Partition*:*Parallel*:CellDecimation*:SeamPass*:FlagFaces*:TrisBoundaryEdges*:MeshRegion*:*Concurrency*
+test-tsan: deps
+	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQLM_SANITIZE=thread -DQLM_BUILD_TOOLS=OFF -DQLM_INSTALL=OFF
+	cmake --build build-tsan -j $(JOBS) --target qlm_tests
+	TSAN_OPTIONS="suppressions=$(CURDIR)/tests/tsan.supp halt_on_error=1 second_deadlock_stack=1" \
+		build-tsan/tests/qlm_tests --gtest_filter='$(TSAN_FILTER)'
+
+# libFuzzer targets (clang): ReadMesh on each format, under AddressSanitizer and UBSan, with
+# assertions on. `make fuzz-smoke FUZZ_SECONDS=600` fuzzes longer.
+FUZZ_SECONDS ?= 60
+FUZZ_FORMATS = obj off ply stl om
+FUZZ_BUILD = build-fuzz
+fuzz: deps
+	@bash $(DEPS) clang libclang-rt-14-dev
+	CXX=clang++ cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" \
+		-DQLM_BUILD_FUZZ=ON -DQLM_BUILD_TESTS=OFF -DQLM_BUILD_TOOLS=OFF -DQLM_INSTALL=OFF \
+		-DQLM_SANITIZE=address,undefined
+	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target qlm_fuzz_seeds $(addprefix qlm_fuzz_,$(FUZZ_FORMATS))
+
+# Each target starts from the seeds the generator writes and runs FUZZ_SECONDS; any crash, hang
+# (10 s), leak or allocation past 2 GB fails the run and leaves the input in $(FUZZ_BUILD)/findings.
+fuzz-smoke: fuzz
+	rm -rf $(FUZZ_BUILD)/corpus
+	$(FUZZ_BUILD)/tests/fuzz/qlm_fuzz_seeds $(FUZZ_BUILD)/corpus > /dev/null
+	@for f in $(FUZZ_FORMATS); do \
+		echo "fuzz-smoke: $$f, $(FUZZ_SECONDS) s"; \
+		mkdir -p $(FUZZ_BUILD)/findings/$$f; \
+		$(FUZZ_BUILD)/tests/fuzz/qlm_fuzz_$$f $(FUZZ_BUILD)/corpus/$$f -max_total_time=$(FUZZ_SECONDS) \
+			-timeout=10 -rss_limit_mb=2048 -max_len=16384 -print_final_stats=1 \
+			-artifact_prefix=$(FUZZ_BUILD)/findings/$$f/ 2> $(FUZZ_BUILD)/findings/$$f.log \
+			|| { tail -n 60 $(FUZZ_BUILD)/findings/$$f.log; exit 1; }; \
+		grep -E '^stat::number_of_executed_units|^Done' $(FUZZ_BUILD)/findings/$$f.log || true; \
+	done
 
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -59,10 +59,10 @@ class GSurface : public boost::enable_shared_from_this<GSurface>
 public:
     // Wraps `mesh` and `aux`; with `takeOwnership` the surface deletes both when it goes.
     GSurface(VFTriangleMesh* mesh, SurfaceAuxiliary* aux, bool takeOwnership);
-    // A copy owns deep copies of an owned mesh and auxiliary object (and shares borrowed ones),
-    // and copies the layers, per-corner lists and materials.
     // Takes ownership of both (for subclasses that create their own mesh).
     GSurface(std::unique_ptr<VFTriangleMesh> mesh, std::unique_ptr<SurfaceAuxiliary> aux);
+    // A copy owns deep copies of an owned mesh and auxiliary object (and shares borrowed ones),
+    // and copies the layers, per-corner lists and materials; its search structures start empty.
     GSurface(const GSurface& other);
     GSurface& operator=(const GSurface& other);
     virtual ~GSurface();

@@ -38,16 +38,19 @@ class IMesh : public IPointSet
 public:
     // Returned by every lookup or iterator that finds nothing.
     static constexpr unsigned InvalidID = 0xFFFFFFFF;
+    // Growth an attribute set accepts in one step.
+    static constexpr size_t kMaxGrowth = size_t(1) << 26;
 
     // One scalar per vertex ID; IDs never set read as 0.
     class ScalarSet
     {
     public:
         float Get(unsigned vID) const { return vID < values_.size() ? values_[vID] : 0.0f; }
-        // Grows the set to cover `vID`; InvalidID is ignored.
+        // Grows the set to cover `vID`; InvalidID and IDs more than 2^26 past the end (garbage)
+        // are ignored.
         void Set(unsigned vID, float value)
         {
-            if (vID == InvalidID)
+            if (vID == InvalidID || (vID >= values_.size() && vID - values_.size() >= kMaxGrowth))
                 return;
             if (vID >= values_.size())
                 values_.resize(static_cast<size_t>(vID) + 1, 0.0f);
@@ -64,9 +67,10 @@ public:
     {
     public:
         Vector2f Get(unsigned vID) const { return vID < values_.size() ? values_[vID] : Vector2f(); }
+        // As ScalarSet::Set.
         void Set(unsigned vID, const Vector2f& uv)
         {
-            if (vID == InvalidID)
+            if (vID == InvalidID || (vID >= values_.size() && vID - values_.size() >= kMaxGrowth))
                 return;
             if (vID >= values_.size())
                 values_.resize(static_cast<size_t>(vID) + 1);

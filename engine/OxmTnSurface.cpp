@@ -17,10 +17,33 @@ Vector3<float> positionOf(const OxmTnTriangleMesh& mesh, uint32_t vID)
     return {p.X(), p.Y(), p.Z()};
 }
 
-// Erases the fused vertex from the loop: position i when it was loop[i], else position `next`.
-void eraseFused(std::vector<uint32_t>& loop, size_t i, size_t next, uint32_t removed)
+// The walk shared by the loop-fusing operations: for i = 0 while i < current size, when
+// `shouldFuse(a, b, c)` holds for loop[i], loop[i + 1], loop[i + 2] (indices mod size) and
+// `surface.fuseVertices(a, b, &removed)` succeeds, the removed vertex leaves the loop (position i when it was
+// a, else position (i + 1) mod size) and position i is examined again. True when any was fused.
+template <class Predicate>
+bool fuseAlongLoop(const OxmTnSurface& surface, std::vector<uint32_t>& loop, Predicate shouldFuse)
 {
-    loop.erase(loop.begin() + static_cast<std::ptrdiff_t>(removed == loop[i] ? i : next));
+    if (loop.size() < 3)
+        return false;  // too short to be a loop: left alone
+    bool changed = false;
+    size_t i = 0;
+    while (i < loop.size())
+    {
+        const size_t next = (i + 1) % loop.size();
+        const uint32_t a = loop[i];
+        const uint32_t b = loop[next];
+        const uint32_t c = loop[(i + 2) % loop.size()];
+        uint32_t removed = InvalidID;
+        if (shouldFuse(a, b, c) && surface.fuseVertices(a, b, &removed))
+        {
+            loop.erase(loop.begin() + static_cast<std::ptrdiff_t>(removed == a ? i : next));
+            changed = true;
+            continue;  // the new neighbour of loop[i] is examined next
+        }
+        ++i;
+    }
+    return changed;
 }
 
 }  // namespace
@@ -103,53 +126,22 @@ bool OxmTnSurface::fuseVertices(uint32_t a, uint32_t b, uint32_t* removed) const
 
 bool OxmTnSurface::fuseCoincidentVertices(std::vector<uint32_t>& loop, float tolerance) const
 {
-    if (loop.size() < 3)
-        return false;
     const OxmTnTriangleMesh& mesh = getMesh();
-    bool changed = false;
-    size_t i = 0;
-    while (i < loop.size())
-    {
-        const size_t next = (i + 1) % loop.size();
-        const uint32_t a = loop[i];
-        const uint32_t b = loop[next];
-        uint32_t removed = InvalidID;
-        if (positionOf(mesh, a).isEqualTo(positionOf(mesh, b), tolerance) && fuseVertices(a, b, &removed))
-        {
-            eraseFused(loop, i, next, removed);
-            changed = true;
-            continue;  // the new neighbour at i + 1 is examined next
-        }
-        ++i;
-    }
-    return changed;
+    return fuseAlongLoop(*this, loop,
+                         [&](uint32_t a, uint32_t b, uint32_t)
+                         { return positionOf(mesh, a).isEqualTo(positionOf(mesh, b), tolerance); });
 }
 
 bool OxmTnSurface::fuseCollinearVertices(std::vector<uint32_t>& loop, float tolerance) const
 {
-    if (loop.size() < 3)
-        return false;
     const OxmTnTriangleMesh& mesh = getMesh();
-    bool changed = false;
-    size_t i = 0;
-    while (i < loop.size())
-    {
-        const size_t next = (i + 1) % loop.size();
-        const uint32_t a = loop[i];
-        const uint32_t b = loop[next];
-        const uint32_t c = loop[(i + 2) % loop.size()];
-        const Vector3<float> pa = positionOf(mesh, a);
-        uint32_t removed = InvalidID;
-        if ((positionOf(mesh, b) - pa).isCodirectionalTo(positionOf(mesh, c) - pa, tolerance) &&
-            fuseVertices(a, b, &removed))
+    return fuseAlongLoop(
+        *this, loop,
+        [&](uint32_t a, uint32_t b, uint32_t c)
         {
-            eraseFused(loop, i, next, removed);
-            changed = true;
-            continue;
-        }
-        ++i;
-    }
-    return changed;
+            const Vector3<float> pa = positionOf(mesh, a);
+            return (positionOf(mesh, b) - pa).isCodirectionalTo(positionOf(mesh, c) - pa, tolerance);
+        });
 }
 
 }  // namespace Quelm::Topology

@@ -13,8 +13,8 @@ namespace
 
 using Quelm::Objects::Vector3;
 
-// One length per loop vertex: vertex i to vertex (i + 1) mod n. Filled in parallel, one index per
-// task at most; each task writes only its own entries.
+// One length per loop vertex: vertex i to vertex (i + 1) mod n. Filled in parallel with a grain of
+// one index (the partitioner may still hand a task several); each task writes only its own entries.
 std::vector<float> loopEdgeLengths(const std::vector<Vector3<float>>& points)
 {
     const size_t n = points.size();

@@ -40,20 +40,21 @@ void VFTriangleMesh::Clear()
 
 // ---- Adjacency lists ----
 // Entries 0..kInline-1 sit in the record; entry kInline + k lies in overflow chunk k / kSize of
-// the chain, at position k % kSize.
+// the chain, at position k % kSize. Every walk over a list goes through nextEntry.
 
-unsigned VFTriangleMesh::listAt(const IndexList& list, unsigned i) const
+VFTriangleMesh::VtxNbrItr VFTriangleMesh::listCursor(unsigned vID, IndexList VertexData::*list) const
 {
-    if (i < kInline)
-        return list.nInline[i];
-    unsigned k = i - kInline;
-    unsigned chunk = list.nOverflow;
-    while (k >= OverflowChunk::kSize)
-    {
-        chunk = m_OverflowPool[chunk].nNext;
-        k -= OverflowChunk::kSize;
-    }
-    return m_OverflowPool[chunk].nValues[k];
+    VtxNbrItr v(vID);
+    v.pOverflow = &m_OverflowPool;
+    const unsigned data = m_vVertices[vID].nData;
+    if (data != InvalidID)
+        v.pList = &(m_VertexDataPool[data].*list);
+    return v;
+}
+
+void VFTriangleMesh::beginVtxList(VtxNbrItr& v, IndexList VertexData::*list) const
+{
+    v = VSK_ASSERT(m_vVertices.isValid(v.vID)) ? listCursor(v.vID, list) : VtxNbrItr(v.vID);
 }
 
 void VFTriangleMesh::listPush(IndexList& list, unsigned value)
@@ -101,9 +102,13 @@ bool VFTriangleMesh::listRemove(IndexList& list, unsigned value)
         --list.nCount;
         return true;
     }
-    std::vector<unsigned> all(list.nCount);
-    for (unsigned i = 0; i < list.nCount; ++i)
-        all[i] = listAt(list, i);
+    std::vector<unsigned> all;
+    all.reserve(list.nCount);
+    VtxNbrItr cursor;
+    cursor.pList = &list;
+    cursor.pOverflow = &m_OverflowPool;
+    for (unsigned id = nextEntry(cursor); id != InvalidID; id = nextEntry(cursor))
+        all.push_back(id);
     auto it = std::find(all.begin(), all.end(), value);
     if (it == all.end())
         return false;
@@ -124,12 +129,6 @@ void VFTriangleMesh::listClear(IndexList& list)
         chunk = next;
     }
     list = IndexList();
-}
-
-const VFTriangleMesh::VertexData* VFTriangleMesh::vertexData(unsigned vID) const
-{
-    const unsigned data = m_vVertices[vID].nData;
-    return data == InvalidID ? nullptr : &m_VertexDataPool[data];
 }
 
 VFTriangleMesh::VertexData& VFTriangleMesh::ensureVertexData(unsigned vID)
@@ -236,39 +235,35 @@ unsigned VFTriangleMesh::GetTriangleCount(unsigned vID) const
 {
     if (!VSK_ASSERT(m_vVertices.isValid(vID)))
         return 0;
-    const VertexData* data = vertexData(vID);
-    return data ? data->triangles.nCount : 0;
+    const VtxNbrItr itr = listCursor(vID, &VertexData::triangles);
+    return itr.pList ? itr.pList->nCount : 0;
 }
 
 unsigned VFTriangleMesh::GetVertexEdgeCount(unsigned vID) const
 {
     if (!VSK_ASSERT(m_vVertices.isValid(vID)))
         return 0;
-    const VertexData* data = vertexData(vID);
-    return data ? data->edges.nCount : 0;
+    const VtxNbrItr itr = listCursor(vID, &VertexData::edges);
+    return itr.pList ? itr.pList->nCount : 0;
 }
 
 void VFTriangleMesh::GetVertexTriangles(unsigned vID, std::vector<unsigned>& triangles) const
 {
-    if (!VSK_ASSERT(m_vVertices.isValid(vID)))
-        return;
-    const VertexData* data = vertexData(vID);
-    if (!data)
-        return;
-    triangles.reserve(triangles.size() + data->triangles.nCount);
-    for (unsigned i = 0; i < data->triangles.nCount; ++i)
-        triangles.push_back(listAt(data->triangles, i));
+    VtxNbrItr itr(vID);
+    BeginVtxTriangles(itr);
+    if (itr.pList)
+        triangles.reserve(triangles.size() + itr.pList->nCount);
+    for (unsigned tID = GetNextVtxTriangle(itr); tID != InvalidID; tID = GetNextVtxTriangle(itr))
+        triangles.push_back(tID);
 }
 
 bool VFTriangleMesh::IsBoundaryVertex(unsigned vID) const
 {
     if (!m_vVertices.isValid(vID))
         return false;
-    const VertexData* data = vertexData(vID);
-    if (!data)
-        return false;
-    for (unsigned i = 0; i < data->edges.nCount; ++i)
-        if (GetEdgeTriangleCount(listAt(data->edges, i)) == 1)
+    VtxNbrItr itr = listCursor(vID, &VertexData::edges);
+    for (unsigned eID = GetNextVtxEdge(itr); eID != InvalidID; eID = GetNextVtxEdge(itr))
+        if (GetEdgeTriangleCount(eID) == 1)
             return true;
     return false;
 }
@@ -277,13 +272,11 @@ bool VFTriangleMesh::IsManifoldVertex(unsigned vID) const
 {
     if (!m_vVertices.isValid(vID))
         return false;
-    const VertexData* data = vertexData(vID);
-    if (!data)
-        return true;
     unsigned boundaryEdges = 0;
-    for (unsigned i = 0; i < data->edges.nCount; ++i)
+    VtxNbrItr itr = listCursor(vID, &VertexData::edges);
+    for (unsigned eID = GetNextVtxEdge(itr); eID != InvalidID; eID = GetNextVtxEdge(itr))
     {
-        const Edge& e = m_vEdges[listAt(data->edges, i)];
+        const Edge& e = m_vEdges[eID];
         if (e.nTriangles[0] == InvalidID || e.nTriangles[1] == InvalidID)
             ++boundaryEdges;
     }
@@ -558,22 +551,12 @@ bool VFTriangleMesh::HasTriangleFlag(unsigned tID, unsigned flag) const
 
 unsigned VFTriangleMesh::FindEdge(unsigned v1, unsigned v2) const
 {
-    if (!m_vVertices.isValid(v1) || !m_vVertices.isValid(v2))
+    // note: without the v1 != v2 test every edge at v1 would match, since each lists v1 as an end
+    if (v1 == v2 || !m_vVertices.isValid(v1) || !m_vVertices.isValid(v2))
         return InvalidID;
-    const VertexData* data = vertexData(v1);
-    if (!data)
-        return InvalidID;
-    const IndexList& edges = data->edges;
-    const unsigned inlineCount = std::min(edges.nCount, kInline);
-    for (unsigned i = 0; i < inlineCount; ++i)  // fast path: almost every vertex fits inline
+    VtxNbrItr itr = listCursor(v1, &VertexData::edges);
+    for (unsigned eID = GetNextVtxEdge(itr); eID != InvalidID; eID = GetNextVtxEdge(itr))
     {
-        const Edge& e = m_vEdges[edges.nInline[i]];
-        if (e.nVertices[0] == v2 || e.nVertices[1] == v2)
-            return edges.nInline[i];
-    }
-    for (unsigned i = kInline; i < edges.nCount; ++i)
-    {
-        const unsigned eID = listAt(edges, i);
         const Edge& e = m_vEdges[eID];
         if (e.nVertices[0] == v2 || e.nVertices[1] == v2)
             return eID;
@@ -666,30 +649,6 @@ bool VFTriangleMesh::IsNonManifold(unsigned eID) const
 }
 
 // ---- Iteration ----
-
-void VFTriangleMesh::BeginVtxTriangles(VtxNbrItr& v) const
-{
-    v.pList = nullptr;
-    v.pOverflow = &m_OverflowPool;
-    v.nPosition = 0;
-    v.nChunk = InvalidID;
-    if (!VSK_ASSERT(m_vVertices.isValid(v.vID)))
-        return;
-    if (const VertexData* data = vertexData(v.vID))
-        v.pList = &data->triangles;
-}
-
-void VFTriangleMesh::BeginVtxEdges(VtxNbrItr& v) const
-{
-    v.pList = nullptr;
-    v.pOverflow = &m_OverflowPool;
-    v.nPosition = 0;
-    v.nChunk = InvalidID;
-    if (!VSK_ASSERT(m_vVertices.isValid(v.vID)))
-        return;
-    if (const VertexData* data = vertexData(v.vID))
-        v.pList = &data->edges;
-}
 
 size_t VFTriangleMesh::GetAllocatedBytes() const
 {

@@ -298,7 +298,7 @@ public:
     unsigned GetMaxEdgeID() const { return m_vEdges.maxIndex(); }
     bool IsEdge(unsigned eID) const { return m_vEdges.isValid(eID); }
     // The edge joining two vertices, found through the first vertex's edge list; InvalidID when
-    // there is none or either ID is invalid. Never asserts.
+    // there is none, either ID is invalid or both are the same vertex. Never asserts.
     unsigned FindEdge(unsigned v1, unsigned v2) const;
     // The edge's two vertices; InvalidIDs (reported) for an invalid ID.
     void GetEdgeV(unsigned eID, Index2i& vertices) const;
@@ -324,8 +324,8 @@ public:
 
     // Start an iteration around itr.vID; an invalid vertex asserts "m_vVertices.isValid(v.vID)"
     // and the iteration yields nothing.
-    void BeginVtxTriangles(VtxNbrItr& v) const;
-    void BeginVtxEdges(VtxNbrItr& v) const;
+    void BeginVtxTriangles(VtxNbrItr& v) const { beginVtxList(v, &VertexData::triangles); }
+    void BeginVtxEdges(VtxNbrItr& v) const { beginVtxList(v, &VertexData::edges); }
     // Next incident triangle (after BeginVtxTriangles) or InvalidID at the end.
     unsigned GetNextVtxTriangle(VtxNbrItr& v) const { return nextEntry(v); }
     // Next incident edge (after BeginVtxEdges) or InvalidID at the end.
@@ -401,7 +401,11 @@ private:
         return (*v.pOverflow)[v.nChunk].nValues[k];
     }
 
-    const VertexData* vertexData(unsigned vID) const;
+    // An iterator over one adjacency list (`&VertexData::triangles` or `&VertexData::edges`) of a
+    // live vertex; it yields nothing when the vertex has no adjacency.
+    VtxNbrItr listCursor(unsigned vID, IndexList VertexData::*list) const;
+    // BeginVtxTriangles and BeginVtxEdges: the same start on either list.
+    void beginVtxList(VtxNbrItr& v, IndexList VertexData::*list) const;
     VertexData& ensureVertexData(unsigned vID);
     void releaseVertexDataIfEmpty(unsigned vID);
 
@@ -409,7 +413,6 @@ private:
     void listPush(IndexList& list, unsigned value);
     bool listRemove(IndexList& list, unsigned value);
     void listClear(IndexList& list);
-    unsigned listAt(const IndexList& list, unsigned i) const;
 
     void linkTriangle(unsigned tID);
     void unlinkTriangle(unsigned tID);

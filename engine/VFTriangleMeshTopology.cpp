@@ -52,15 +52,17 @@ bool VFTriangleMesh::GetVtxOneRing(unsigned vID, std::vector<unsigned>& vertices
         pTriangles->clear();
     if (!VSK_ASSERT(m_vVertices.isValid(vID)))
         return false;
-    const VertexData* data = vertexData(vID);
-    if (!data || data->triangles.nCount == 0)
+    std::vector<unsigned> fan;
+    GetVertexTriangles(vID, fan);
+    if (fan.empty())
         return true;
 
     unsigned boundaryEdges = 0;
     bool nonManifoldEdge = false;
-    for (unsigned i = 0; i < data->edges.nCount; ++i)
+    VtxNbrItr itr = listCursor(vID, &VertexData::edges);
+    for (unsigned eID = GetNextVtxEdge(itr); eID != InvalidID; eID = GetNextVtxEdge(itr))
     {
-        const unsigned count = GetEdgeTriangleCount(listAt(data->edges, i));
+        const unsigned count = GetEdgeTriangleCount(eID);
         boundaryEdges += count == 1 ? 1 : 0;
         nonManifoldEdge = nonManifoldEdge || count > 2;
     }
@@ -79,24 +81,21 @@ bool VFTriangleMesh::GetVtxOneRing(unsigned vID, std::vector<unsigned>& vertices
     if (nonManifoldEdge || (boundaryEdges != 0 && boundaryEdges != 2))
         return giveUp();
 
-    const unsigned triangleCount = data->triangles.nCount;
-    unsigned start = listAt(data->triangles, 0);
+    const size_t triangleCount = fan.size();
+    unsigned start = fan[0];
     if (boundaryEdges == 2)
     {
-        start = InvalidID;
-        for (unsigned i = 0; i < triangleCount && start == InvalidID; ++i)
-        {
-            const unsigned tID = listAt(data->triangles, i);
-            if (IsBoundaryEdge(vID, nextCorner(m_vTriangles[tID].nVertices, vID)))
-                start = tID;
-        }
-        if (start == InvalidID)
+        auto onBoundary = [&](unsigned tID)
+        { return IsBoundaryEdge(vID, nextCorner(m_vTriangles[tID].nVertices, vID)); };
+        auto found = std::find_if(fan.begin(), fan.end(), onBoundary);
+        if (found == fan.end())
             return giveUp();  // both boundary edges run against the winding
+        start = *found;
     }
 
     unsigned tID = start;
     vertices.push_back(nextCorner(m_vTriangles[tID].nVertices, vID));
-    for (unsigned step = 0; step < triangleCount; ++step)
+    for (size_t step = 0; step < triangleCount; ++step)
     {
         const unsigned b = previousCorner(m_vTriangles[tID].nVertices, vID);
         if (pTriangles)

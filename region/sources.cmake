@@ -1,1 +1,2 @@
-set(QLM_REGION_SOURCES)
+set(QLM_REGION_SOURCES
+    region/MeshRegion.cpp)

@@ -143,6 +143,7 @@ TEST(MeshAttributeSets, CreatedAndFoundByIndexAndReadZeroWhereUnset)
     const unsigned u = mesh.AppendUVSet();
     mesh.GetScalarSet(s)->Set(4, 2.5f);
     mesh.GetScalarSet(s)->Set(IMesh::InvalidID, 1.0f);  // ignored, allocates nothing
+    mesh.GetScalarSet(s)->Set(IMesh::InvalidID - 1, 1.0f);
     mesh.GetUVSet(u)->Set(1, Vector2f(0.25f, 0.75f));
     EXPECT_EQ(mesh.GetScalarSet(s)->Get(4), 2.5f);
     EXPECT_EQ(mesh.GetScalarSet(s)->Get(3), 0.0f);

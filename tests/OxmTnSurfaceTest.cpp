@@ -133,6 +133,62 @@ TEST(OwnSurface, FuseCoincidentRepeatsAtOnePositionUntilNoTwinIsLeft)
     EXPECT_EQ(shortLoop.size(), 2u);
 }
 
+// A vertex repeated at consecutive loop positions names no edge: nothing may be collapsed.
+TEST(OwnSurface, FuseRefusesAVertexPairedWithItself)
+{
+    auto surface = gridSurface(2, 2);
+    uint32_t removed = 12345;
+    EXPECT_FALSE(surface->fuseVertices(4, 4, &removed));
+    EXPECT_EQ(removed, 12345u);
+    std::vector<uint32_t> loop{1, 1, 2};
+    EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 0.5f));
+    EXPECT_EQ(loop, (std::vector<uint32_t>{1, 1, 2}));
+    EXPECT_EQ(surface->getMesh().GetVertexCount(), 9u);
+    EXPECT_EQ(surface->getMesh().GetTriangleCount(), 8u);
+}
+
+// Loops and vertex lists from the caller may hold holes and garbage: the answers degrade to
+// InvalidID, empty or zero, and neither the mesh nor the layer changes.
+TEST(OwnSurface, LoopOperationsSurviveHolesAndGarbage)
+{
+    auto surface = gridSurface(2, 2);
+    UVLayerMesh* layer = addSeamlessLayer(*surface);
+    OxmTnTriangleMesh& mesh = surface->getMesh();
+    mesh.RemoveTriangle(7);  // (4, 8, 7): a triangle hole that the layer still has
+    const uint32_t far = 1u << 30;
+    AssertCapture capture;
+
+    EXPECT_EQ(surface->getUVVertexID(7, 4), kInvalid);
+    EXPECT_EQ(surface->getUVVertexID(far, 4), kInvalid);
+    EXPECT_EQ(surface->getUVVertexID(0, far), kInvalid);
+    EXPECT_EQ(surface->getUVBoundaryLoop({0, kInvalid, far, 8}),
+              (std::vector<uint32_t>{kInvalid, kInvalid, kInvalid, kInvalid}));
+    EXPECT_EQ(surface->getUVBoundaryLoop({0, 8}), (std::vector<uint32_t>{kInvalid, kInvalid}));  // no edge
+    uint32_t removed = 12345;
+    EXPECT_FALSE(surface->fuseVertices(kInvalid, 0, &removed));
+    EXPECT_FALSE(surface->fuseVertices(0, far, &removed));
+    EXPECT_EQ(removed, 12345u);
+    std::vector<uint32_t> loop{kInvalid, kInvalid, far, 0};
+    EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 1.0f));
+    EXPECT_FALSE(surface->fuseCollinearVertices(loop, 1.0f));
+    EXPECT_EQ(loop.size(), 4u);
+
+    EXPECT_TRUE(mesh.getTrianglesSharingVertices({0, far}).empty());
+    EXPECT_TRUE(mesh.getTrianglesSharingVertices({far}).empty());
+    std::vector<uint32_t> pair{far, 0, 1};
+    mesh.makeLoopCounterClockwise(pair);
+    EXPECT_EQ(pair, (std::vector<uint32_t>{far, 0, 1}));
+    EXPECT_EQ(mesh.getCoordinates({kInvalid}).size(), 1u);
+    EXPECT_FLOAT_EQ(mesh.computeAverageEdgeLength({0, kInvalid}), 0.0f);  // both read as the origin
+    for (const std::string& message : capture.messages())
+        EXPECT_EQ(message, "m_vVertices.isValid(vID)");
+
+    EXPECT_EQ(mesh.GetTriangleCount(), 7u);
+    EXPECT_EQ(mesh.GetVertexCount(), 9u);
+    EXPECT_EQ(layer->GetTriangleCount(), 8u);
+    EXPECT_TRUE(isConsistent(mesh));
+}
+
 TEST(OwnSurface, FuseCollinearRemovesMiddleVerticesAndKeepsCorners)
 {
     auto surface = gridSurface(3, 1);

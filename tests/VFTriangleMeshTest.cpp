@@ -301,6 +301,135 @@ TEST(EngineMeshBadInput, InvalidIdsAreReportedAndNothingIsTouched)
     EXPECT_TRUE(isConsistent(*mesh));
 }
 
+// Every ID-taking call, fed InvalidID, a hole and IDs past the end of each slot array: the Is...
+// queries answer false silently, accessors give their documented defaults, nothing changes (the
+// sanitizer build checks that no foreign memory is read).
+TEST(EngineMeshBadInput, EveryIdTakingCallSurvivesHolesAndGarbage)
+{
+    auto mesh = makeEngineGrid(2, 1);  // 6 vertices, 4 triangles, 9 edges
+    const unsigned lonely = mesh->AppendVertex(Vector3f(9, 9, 9));
+    mesh->RemoveVertex(lonely);   // vertex hole 6
+    mesh->RemoveTriangle(3);      // triangle hole 3 (1, 5, 4); edge (5, 4) goes with it
+    const unsigned edgeHole = 8;  // edges are numbered in append order: (5, 4) came last
+    ASSERT_FALSE(mesh->IsEdge(edgeHole));
+    ASSERT_TRUE(isConsistent(*mesh));
+    const unsigned vertices = mesh->GetVertexCount(), triangles = mesh->GetTriangleCount();
+    const unsigned edges = mesh->GetEdgeCount();
+
+    AssertCapture capture;
+    for (unsigned id : {kInvalid, 6u, 3u, edgeHole, 11u, 1u << 30})
+    {
+        const bool vertexBad = !mesh->IsVertex(id), triangleBad = !mesh->IsTriangle(id);
+        if (vertexBad)
+        {
+            Vector3f p(1, 1, 1), n(1, 1, 1);
+            mesh->GetVertex(id, p, &n);
+            EXPECT_EQ(p, Vector3f());
+            EXPECT_EQ(n, Vector3f());
+            vsk::Vector3d pd(1, 1, 1);
+            mesh->GetVertex(id, pd);
+            EXPECT_EQ(pd, vsk::Vector3d());
+            mesh->SetVertex(id, p);
+            mesh->GetNormal(id, n);
+            mesh->SetNormal(id, n);
+            mesh->GetColor(id, n);
+            mesh->SetColor(id, n);
+            EXPECT_FALSE(mesh->RemoveVertex(id));
+            EXPECT_EQ(mesh->GetVertexRefCount(id), 0);
+            EXPECT_EQ(mesh->GetTriangleCount(id), 0u);
+            EXPECT_EQ(mesh->GetVertexEdgeCount(id), 0u);
+            std::vector<unsigned> list{42};
+            mesh->GetVertexTriangles(id, list);
+            EXPECT_EQ(list, std::vector<unsigned>{42});
+            EXPECT_FALSE(mesh->IsBoundaryVertex(id));
+            EXPECT_FALSE(mesh->IsManifoldVertex(id));
+            EXPECT_FALSE(mesh->GetVtxOneRing(id, list));
+            mesh->SetVertexFlag(id, 8);
+            mesh->ClearVertexFlag(id, 8);
+            EXPECT_FALSE(mesh->HasVertexFlag(id, 8));
+            EXPECT_EQ(mesh->GetVertexFlags(id), 0u);
+            VFTriangleMesh::VtxNbrItr itr(id);
+            mesh->BeginVtxTriangles(itr);
+            EXPECT_EQ(mesh->GetNextVtxTriangle(itr), kInvalid);
+            mesh->BeginVtxEdges(itr);
+            EXPECT_EQ(mesh->GetNextVtxNbr(itr), kInvalid);
+            EXPECT_EQ(mesh->AppendTriangle(0, 1, id), kInvalid);
+            EXPECT_EQ(mesh->FindEdge(0, id), kInvalid);
+            EXPECT_EQ(mesh->FindEdge(id, 0), kInvalid);
+            EXPECT_FALSE(mesh->IsBoundaryEdge(id, 0));
+            VFTriangleMesh::EdgeCollapseInfo info;
+            EXPECT_FALSE(mesh->CollapseEdge(0, id, info));
+            EXPECT_FALSE(mesh->CollapseBoundaryEdge(id, 0, info));
+            EXPECT_EQ(info.vRemoved, kInvalid);
+        }
+        if (triangleBad)
+        {
+            Index3i out(1, 2, 3);
+            mesh->GetTriangle(id, out);
+            EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            EXPECT_EQ(mesh->GetTriangle(id)[0], kInvalid);
+            EXPECT_EQ(mesh->GetTriangleVertex(id, 0), kInvalid);
+            Vector3f p(1, 1, 1);
+            mesh->GetTriVertex(id, 0, p);
+            EXPECT_EQ(p, Vector3f());
+            mesh->GetTriEdges(id, out);
+            EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            out = Index3i(1, 2, 3);
+            mesh->GetTriNeighbourTris(id, out);
+            EXPECT_EQ(out, Index3i(kInvalid, kInvalid, kInvalid));
+            EXPECT_FALSE(mesh->IsBoundaryTriangle(id));
+            EXPECT_EQ(mesh->GetTriangleGroup(id), kInvalid);
+            mesh->SetTriangleGroup(id, 5);
+            mesh->SetTriangleFlag(id, 2);
+            mesh->ClearTriangleFlag(id, 2);
+            EXPECT_FALSE(mesh->HasTriangleFlag(id, 2));
+            EXPECT_EQ(mesh->GetTriangleFlags(id), 0u);
+            mesh->RemoveTriangle(id);
+        }
+        if (!mesh->IsEdge(id))
+        {
+            Index2i ev(1, 2), et(1, 2);
+            mesh->GetEdgeV(id, ev);
+            EXPECT_EQ(ev, Index2i(kInvalid, kInvalid));
+            mesh->GetEdge(id, ev, et);
+            EXPECT_EQ(et, Index2i(kInvalid, kInvalid));
+            et = Index2i(1, 2);
+            mesh->GetEdgeT(id, et);
+            EXPECT_EQ(et, Index2i(kInvalid, kInvalid));
+            EXPECT_TRUE(mesh->GetEdge(id, ev).empty());
+            EXPECT_EQ(mesh->GetEdgeTriangleCount(id), 0u);
+            EXPECT_FALSE(mesh->IsBoundaryEdge(id));
+            EXPECT_FALSE(mesh->IsNonManifold(id));
+            EXPECT_FALSE(mesh->CanCollapseEdge(id, true));
+        }
+    }
+    std::vector<VFTriangleMesh::BoundaryLoop> loops;
+    EXPECT_TRUE(mesh->GetBoundaryLoops({kInvalid, 3u, 1u << 30}, loops));
+    EXPECT_TRUE(loops.empty());
+
+    EXPECT_GT(capture.count(), 0u);
+    for (const std::string& message : capture.messages())  // only the documented reports
+        EXPECT_TRUE(message == "m_vVertices.isValid(vID)" || message == "m_vVertices.isValid(v.vID)" ||
+                    message == "IsVertex(vID)" || message == "m_vTriangles.isValid(tID)" ||
+                    message == "m_vEdges.isValid(eID)")
+            << message;
+    EXPECT_EQ(mesh->GetVertexCount(), vertices);
+    EXPECT_EQ(mesh->GetTriangleCount(), triangles);
+    EXPECT_EQ(mesh->GetEdgeCount(), edges);
+    EXPECT_EQ(mesh->GetMaxVertexID(), 7u);
+    EXPECT_EQ(mesh->GetMaxTriangleID(), 4u);
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
+// A vertex is not joined to itself: the lookup must not answer with the first edge at it.
+TEST(EngineMeshBadInput, NoEdgeJoinsAVertexToItself)
+{
+    auto mesh = makeEngineGrid(2, 2);
+    EXPECT_EQ(mesh->FindEdge(1, 1), kInvalid);
+    EXPECT_FALSE(mesh->IsBoundaryEdge(1, 1));  // vertex 1's first edge (0, 1) is a boundary edge
+    EXPECT_TRUE(isConsistent(*mesh));
+}
+
 TEST(EngineMeshCollapse, InteriorCollapseRemovesOneVertexTwoTrianglesThreeEdges)
 {
     auto mesh = makeEngineGrid(3, 3);  // interior vertices 5, 6, 9, 10

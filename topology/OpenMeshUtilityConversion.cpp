@@ -149,16 +149,24 @@ bool OpenMeshUtility::AddRawMesh(Mesh* mesh, Objects::RawMesh* raw, const WeldMa
     std::vector<OpenMesh::VertexHandle> handleOf(positionCount);
     VertexWeldTable<int> welded(positionCount);
     const bool isSeeded = weldMap && !weldMap->empty();
-    for (uint64_t i = 0; i < positionCount; ++i)
+    auto keyOf = [&](uint64_t i)
     {
-        const Vector3<float>& p = raw->positionAt(i);
-        Objects::oxmvertex key(p, Vector2<float>(), 0);
+        Objects::oxmvertex key(raw->positionAt(i), Vector2<float>(), 0);
         if (hasTexCoords)
         {
             const Vector2<float>& t = raw->textureCoordAt(i);
             key.texCoord = Vector2<float>(t.x, 1.0f - t.y);  // flipped in the key only
             key.hasTexCoord = 1;
         }
+        return key;
+    };
+    constexpr uint64_t kPrefetchDistance = 16;  // keys ahead
+    for (uint64_t i = 0; i < positionCount; ++i)
+    {
+        if (i + kPrefetchDistance < positionCount)
+            welded.prefetch(keyOf(i + kPrefetchDistance));
+        const Vector3<float>& p = raw->positionAt(i);
+        const Objects::oxmvertex key = keyOf(i);
         if (isSeeded)
         {
             const auto seed = weldMap->find(key);
@@ -346,10 +354,8 @@ bool OpenMeshUtility::CreateRawMeshFromFaces(const Mesh* mesh, const std::vector
     if (hasTexCoords)
         raw->textureCoords().reserve(raw->textureCoordsSize() + expectedVertices);
 
-    auto rawIndexOf = [&](OpenMesh::VertexHandle vh) -> uint32_t
+    auto keyOf = [&](OpenMesh::VertexHandle vh)
     {
-        if (isCached && cachedIndex[vh.idx()] != kUnset)
-            return cachedIndex[vh.idx()];
         const Mesh::Point& p = mesh->point(vh);
         Objects::oxmvertex key(Vector3<float>(p[0], p[1], p[2]), Vector2<float>(), 0);
         if (hasTexCoords)
@@ -358,6 +364,13 @@ bool OpenMeshUtility::CreateRawMeshFromFaces(const Mesh* mesh, const std::vector
             key.texCoord = Vector2<float>(t[0], t[1]);
             key.hasTexCoord = 1;
         }
+        return key;
+    };
+    auto rawIndexOf = [&](OpenMesh::VertexHandle vh) -> uint32_t
+    {
+        if (isCached && cachedIndex[vh.idx()] != kUnset)
+            return cachedIndex[vh.idx()];
+        const Objects::oxmvertex key = keyOf(vh);
         const auto [index, isNew] = welded.findOrInsert(key, static_cast<uint32_t>(raw->positionsSize()));
         if (isNew)
         {
@@ -377,12 +390,28 @@ bool OpenMeshUtility::CreateRawMeshFromFaces(const Mesh* mesh, const std::vector
         return index;
     };
 
-    for (const OpenMesh::FaceHandle fh : faces)
+    // checked: the handles come from the caller (deleted faces are the caller's business)
+    auto firstHalfedge = [&](OpenMesh::FaceHandle fh)
     {
-        // checked: the handles come from the caller (deleted faces are the caller's business)
         if (!fh.is_valid() || static_cast<size_t>(fh.idx()) >= faceEnd)
-            continue;
-        OpenMesh::HalfedgeHandle heh = mesh->halfedge_handle(fh);
+            return OpenMesh::HalfedgeHandle();
+        return mesh->halfedge_handle(fh);
+    };
+    constexpr size_t kPrefetchDistance = 8;  // faces ahead
+    for (size_t f = 0; f < faces.size(); ++f)
+    {
+        if (f + kPrefetchDistance < faces.size())
+        {
+            OpenMesh::HalfedgeHandle ahead = firstHalfedge(faces[f + kPrefetchDistance]);
+            for (int corner = 0; ahead.is_valid() && corner < 3; ++corner)
+            {
+                const OpenMesh::VertexHandle vh = mesh->to_vertex_handle(ahead);
+                if (!isCached || cachedIndex[vh.idx()] == kUnset)
+                    welded.prefetch(keyOf(vh));
+                ahead = mesh->next_halfedge_handle(ahead);
+            }
+        }
+        OpenMesh::HalfedgeHandle heh = firstHalfedge(faces[f]);
         if (!heh.is_valid())
             continue;
         for (int corner = 0; corner < 3; ++corner)  // a triangle mesh: three corners from the face's halfedge

@@ -23,6 +23,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <mutex>
 
 namespace Quelm::Topology
 {
@@ -35,6 +36,11 @@ using OpenMesh::IO::Options;
 // Passes of the non-manifold clean-up that WriteMesh allows beyond the first.
 constexpr uint32_t kCleanupMaxPasses = 16;
 constexpr std::streamsize kWritePrecision = 6;
+
+// OpenMesh's readers and writers are process-wide singletons that keep per-file state in members
+// (the PLY reader its element counts and property layout, the OBJ reader its material path), so
+// two files handled at once would share it. Every call into the IO manager holds this lock.
+std::mutex ioManagerMutex;
 
 // OpenMesh's reader and writer singletons register themselves with the IO manager when first
 // built. A shared OpenMesh builds them at load time; a static one only when something refers to
@@ -213,6 +219,7 @@ OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path)
 
     bool isRead = false;
     {
+        std::lock_guard<std::mutex> lock(ioManagerMutex);
         OpenMeshQuietScope quiet;
         mesh->clear();
         OpenMesh::IO::ImporterT<Mesh> importer(*mesh);
@@ -254,16 +261,16 @@ bool OpenMeshUtility::WriteMesh(const wchar_t* path, Mesh* mesh, bool writeNorma
     }
     mesh->delete_isolated_vertices();
 
-    const std::string narrowPath = Objects::Util::ConvertToChar(widePath);
-    OpenMeshQuietScope quiet;
+    std::unique_ptr<Mesh> compacted;
     if (hasDeletedElements(*mesh))
     {
-        Mesh compacted(*mesh);  // the caller's handles stay as they are
-        compacted.garbage_collection(true, true, true);
-        OpenMesh::IO::ExporterT<Mesh> exporter(compacted);
-        return OpenMesh::IO::IOManager().write(narrowPath, exporter, options, kWritePrecision);
+        compacted = std::make_unique<Mesh>(*mesh);  // the caller's handles stay as they are
+        compacted->garbage_collection(true, true, true);
     }
-    OpenMesh::IO::ExporterT<Mesh> exporter(*mesh);
+    const std::string narrowPath = Objects::Util::ConvertToChar(widePath);
+    OpenMesh::IO::ExporterT<Mesh> exporter(compacted ? *compacted : *mesh);
+    std::lock_guard<std::mutex> lock(ioManagerMutex);
+    OpenMeshQuietScope quiet;
     return OpenMesh::IO::IOManager().write(narrowPath, exporter, options, kWritePrecision);
 }
 

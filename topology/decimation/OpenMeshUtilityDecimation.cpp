@@ -34,6 +34,23 @@ void lockAllVertices(OpenMeshUtility::Mesh& mesh)
                       });
 }
 
+// True when some live vertex is not LOCKED.
+bool hasUnlockedVertex(const OpenMeshUtility::Mesh& mesh)
+{
+    return tbb::parallel_reduce(
+        tbb::blocked_range<size_t>(0, mesh.n_vertices(), detail::kElementGrain), false,
+        [&mesh](const tbb::blocked_range<size_t>& range, bool found)
+        {
+            for (size_t i = range.begin(); i != range.end() && !found; ++i)
+            {
+                const auto& s = mesh.status(OpenMesh::VertexHandle(static_cast<int>(i)));
+                found = !s.deleted() && !s.locked();
+            }
+            return found;
+        },
+        [](bool a, bool b) { return a || b; });
+}
+
 }  // namespace
 
 size_t OpenMeshUtility::DecimateMesh(Mesh* mesh, size_t collapses, double errorFactor, double maxAngleDeg,
@@ -98,6 +115,23 @@ size_t OpenMeshUtility::boundaryDecimate(Mesh& mesh,
                                       setNNeighbourRingLock(mesh, vh, 3, false);
                               }
                           });
+    }
+    // fast path: with every live vertex locked no collapse is legal, so building the decimater
+    // (a heap over every vertex) would change nothing but time.
+    // What the decimater would leave is still left: quadrics built when missing (and kept),
+    // current face normals.
+    if (!finalPass && !hasUnlockedVertex(mesh))
+    {
+        if (!mesh.quadricHandle.is_valid())
+        {
+            OxmModQuadric quadrics(mesh);
+            quadrics.keep_quadrics = true;
+            quadrics.initialize();
+        }
+        if (mesh.has_face_normals())
+            detail::updateFaceNormalsParallel(mesh);
+        mesh.garbage_collection(true, true, true);
+        return 0;
     }
     // Intermediate passes reuse and keep the quadrics carried from earlier passes; the final pass
     // rebuilds them from the current geometry and removes them afterwards.

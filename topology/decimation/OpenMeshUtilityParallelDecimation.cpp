@@ -196,6 +196,19 @@ void decimateAndMergeCells(OpenMeshUtility::CellMap& cells, Mesh& merged,
         });
 }
 
+// True when a face (v0, v1, v2) cannot be added because one of its directed edges already has a
+// face on that side (OpenMesh would refuse it as a complex edge).
+bool hasSidedEdge(const Mesh& mesh, const OpenMesh::VertexHandle (&v)[3])
+{
+    for (int k = 0; k < 3; ++k)
+    {
+        const auto heh = mesh.find_halfedge(v[k], v[(k + 1) % 3]);
+        if (heh.is_valid() && !mesh.is_boundary(heh))
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 size_t OpenMeshUtility::partitionDecimate(Mesh& cell, size_t targetFaces, double maxError, double maxAngleDeg)
@@ -289,7 +302,17 @@ void OpenMeshUtility::mergePartitionMesh(Mesh& merged,
                 v[corners++] = toMerged[vh.idx()];
         if (corners != 3 || v[0] == v[1] || v[1] == v[2] || v[0] == v[2])
             continue;
-        const auto added = merged.add_face(v[0], v[1], v[2]);  // refused (invalid) on a complex edge
+        if (hasSidedEdge(merged, v))
+        {
+            // Two cells may each collapse an interior vertex onto the same pair of cut vertices,
+            // so both hold an edge between them: welding the second would make a complex edge.
+            // The face keeps its own copies of its corners instead (a crack, not a hole).
+            int k = 0;
+            for (auto vh : cell.fv_range(fh))
+                if (k < 3)
+                    v[k++] = addVertex(vh);
+        }
+        const auto added = merged.add_face(v[0], v[1], v[2]);  // refused (invalid) on a complex vertex
         if (added.is_valid() && hasTextureIndex)
             merged.set_texture_index(added, cell.texture_index(fh));
     }

@@ -1,0 +1,252 @@
+#include "color/ImageFile.h"
+
+#include "support/TestMeshes.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <vector>
+
+using Quelm::Topology::ImageFile;
+
+namespace
+{
+
+// --- A minimal PNG encoder: stored (uncompressed) deflate blocks, so tests can craft any header.
+
+uint32_t crc32(const std::string& bytes)
+{
+    uint32_t crc = 0xFFFFFFFFu;
+    for (unsigned char c : bytes)
+    {
+        crc ^= c;
+        for (int k = 0; k < 8; ++k)
+            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+    }
+    return ~crc;
+}
+
+void putU32(std::string& out, uint32_t v)
+{
+    for (int shift = 24; shift >= 0; shift -= 8)
+        out.push_back(static_cast<char>((v >> shift) & 0xFF));
+}
+
+void putChunk(std::string& png, const std::string& type, const std::string& data)
+{
+    putU32(png, static_cast<uint32_t>(data.size()));
+    const std::string body = type + data;
+    png += body;
+    putU32(png, crc32(body));
+}
+
+std::string zlibStored(const std::string& raw)
+{
+    std::string z = "\x78\x01";
+    size_t pos = 0;
+    do
+    {
+        const size_t n = std::min<size_t>(raw.size() - pos, 65535);
+        const bool last = pos + n == raw.size();
+        z.push_back(last ? 1 : 0);
+        z.push_back(static_cast<char>(n & 0xFF));
+        z.push_back(static_cast<char>(n >> 8));
+        z.push_back(static_cast<char>(~n & 0xFF));
+        z.push_back(static_cast<char>((~n >> 8) & 0xFF));
+        z += raw.substr(pos, n);
+        pos += n;
+    } while (pos < raw.size());
+    uint32_t a = 1, b = 0;
+    for (unsigned char c : raw)
+    {
+        a = (a + c) % 65521;
+        b = (b + a) % 65521;
+    }
+    putU32(z, (b << 16) | a);
+    return z;
+}
+
+// `rows` are the filtered scanlines without their filter byte (filter 0 is added).
+std::string makePng(uint32_t width, uint32_t height, int bitDepth, int colorType,
+                    const std::vector<std::string>& rows, const std::string& plte = "",
+                    const std::string& trns = "")
+{
+    std::string png = "\x89PNG\r\n\x1a\n";
+    std::string ihdr;
+    putU32(ihdr, width);
+    putU32(ihdr, height);
+    ihdr += std::string{static_cast<char>(bitDepth), static_cast<char>(colorType), 0, 0, 0};
+    putChunk(png, "IHDR", ihdr);
+    if (!plte.empty())
+        putChunk(png, "PLTE", plte);
+    if (!trns.empty())
+        putChunk(png, "tRNS", trns);
+    std::string raw;
+    for (const std::string& row : rows)
+        raw += std::string(1, '\0') + row;
+    putChunk(png, "IDAT", zlibStored(raw));
+    putChunk(png, "IEND", "");
+    return png;
+}
+
+void writeBytes(const std::filesystem::path& path, const std::string& bytes)
+{
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::vector<unsigned char> pixel(const vsk::Image& img, int x, int y)
+{
+    const unsigned char* p = img.GetPixel(x, y);
+    return std::vector<unsigned char>(p, p + img.Channels());
+}
+
+using Bytes = std::vector<unsigned char>;
+
+}  // namespace
+
+TEST(ImageFilePng, RoundTripKeepsChannelsAndRowZeroIsTheTopRow)
+{
+    test::TempDir dir;
+    for (unsigned channels = 1; channels <= 4; ++channels)
+    {
+        vsk::Image img(5, 3, channels);
+        for (size_t i = 0; i < img.Buffer().size(); ++i)
+            img.Buffer()[i] = static_cast<unsigned char>(i * 7 + channels);
+        const auto path = dir.file("rt" + std::to_string(channels) + ".png");
+        std::string error;
+        ASSERT_TRUE(ImageFile::SavePng(img, path, &error)) << error;
+        const auto loaded = ImageFile::Load(path, &error);
+        ASSERT_TRUE(loaded) << error;
+        EXPECT_EQ(loaded->GetWidth(), 5u);
+        EXPECT_EQ(loaded->GetHeight(), 3u);
+        EXPECT_EQ(loaded->Channels(), channels);
+        EXPECT_EQ(loaded->Buffer(), img.Buffer());
+    }
+
+    // First scanline of the file red, second blue: row 0 is the red one.
+    const auto path = dir.file("rows.txt");  // the name does not matter, the bytes do
+    writeBytes(path, makePng(1, 2, 8, 2, {std::string("\xff\x00\x00", 3), std::string("\x00\x00\xff", 3)}));
+    const auto img = ImageFile::Load(path);
+    ASSERT_TRUE(img);
+    EXPECT_EQ(pixel(*img, 0, 0), Bytes({255, 0, 0}));
+    EXPECT_EQ(pixel(*img, 0, 1), Bytes({0, 0, 255}));
+}
+
+TEST(ImageFilePng, PalettesLowAndHighBitDepthsBecomeEightBitChannels)
+{
+    test::TempDir dir;
+    // Palette of two entries, the second half transparent: RGBA.
+    writeBytes(dir.file("pal.png"),
+               makePng(2, 1, 8, 3, {std::string("\x00\x01", 2)}, std::string("\x10\x20\x30\x40\x50\x60", 6),
+                       std::string("\xff\x80", 2)));
+    auto img = ImageFile::Load(dir.file("pal.png"));
+    ASSERT_TRUE(img);
+    EXPECT_EQ(img->Channels(), 4u);
+    EXPECT_EQ(pixel(*img, 0, 0), Bytes({0x10, 0x20, 0x30, 0xff}));
+    EXPECT_EQ(pixel(*img, 1, 0), Bytes({0x40, 0x50, 0x60, 0x80}));
+
+    // 1-bit grey 1, 0, 1 -> 255, 0, 255.
+    writeBytes(dir.file("bits.png"), makePng(3, 1, 1, 0, {std::string("\xa0", 1)}));
+    img = ImageFile::Load(dir.file("bits.png"));
+    ASSERT_TRUE(img);
+    EXPECT_EQ(img->Channels(), 1u);
+    EXPECT_EQ(img->Buffer(), Bytes({255, 0, 255}));
+
+    // 16-bit RGB: rounded to 8 bits (x / 257), not cut to the high byte (0x00c0 gives 1, not 0).
+    writeBytes(dir.file("deep.png"), makePng(1, 1, 16, 2, {std::string("\xff\xff\x00\x00\x00\xc0", 6)}));
+    img = ImageFile::Load(dir.file("deep.png"));
+    ASSERT_TRUE(img);
+    EXPECT_EQ(img->Buffer(), Bytes({255, 0, 1}));
+}
+
+TEST(ImageFileJpeg, RoundTripIsCloseAndKeepsRowOrder)
+{
+    test::TempDir dir;
+    vsk::Image img(16, 16, 3);
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 16; ++x)
+        {
+            unsigned char* p = img.GetPixel(x, y);
+            p[0] = y < 8 ? 220 : 20;  // top half red, bottom half blue
+            p[1] = 30;
+            p[2] = y < 8 ? 20 : 220;
+        }
+    std::string error;
+    ASSERT_TRUE(ImageFile::SaveJpeg(img, dir.file("a.jpg"), 95, &error)) << error;
+    const auto loaded = ImageFile::Load(dir.file("a.jpg"), &error);
+    ASSERT_TRUE(loaded) << error;
+    ASSERT_EQ(loaded->Channels(), 3u);
+    ASSERT_EQ(loaded->GetWidth(), 16u);
+    for (int y : {0, 3, 12, 15})
+        for (int c = 0; c < 3; ++c)
+            EXPECT_NEAR(loaded->GetPixel(4, y)[c], img.GetPixel(4, y)[c], 12)
+                << "row " << y << " channel " << c;
+
+    vsk::Image grey(8, 8, 1);
+    std::fill(grey.Buffer().begin(), grey.Buffer().end(), 77);
+    ASSERT_TRUE(ImageFile::SaveJpeg(grey, dir.file("g.jpg"), 90, &error)) << error;
+    const auto greyLoaded = ImageFile::Load(dir.file("g.jpg"));
+    ASSERT_TRUE(greyLoaded);
+    EXPECT_EQ(greyLoaded->Channels(), 1u);
+    EXPECT_NEAR(greyLoaded->Buffer()[10], 77, 2);
+
+    EXPECT_FALSE(ImageFile::SaveJpeg(vsk::Image(2, 2, 4), dir.file("rgba.jpg"), 90, &error));
+}
+
+TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReason)
+{
+    test::TempDir dir;
+    const std::string good = makePng(4, 4, 8, 2, std::vector<std::string>(4, std::string(12, '\x40')));
+    std::string hugeHeader = makePng(100000, 100000, 8, 2, {std::string(12, '\x40')});
+    std::string badCrc = good;
+    badCrc[29] ^= 0x55;                // inside the IHDR CRC
+    vsk::Image jpegSource(64, 64, 3);  // noise: most of the file is image data
+    for (size_t i = 0; i < jpegSource.Buffer().size(); ++i)
+        jpegSource.Buffer()[i] = static_cast<unsigned char>((i * 2654435761u) >> 13);
+    ASSERT_TRUE(ImageFile::SaveJpeg(jpegSource, dir.file("ok.jpg")));
+    std::ifstream in(dir.file("ok.jpg"), std::ios::binary);
+    const std::string jpeg((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"empty", ""},
+        {"text", "hello, this is not an image"},
+        {"png-signature-only", good.substr(0, 8)},
+        {"png-cut-in-header", good.substr(0, 20)},
+        {"png-cut-in-data", good.substr(0, good.size() - 30)},
+        {"png-bad-crc", badCrc},
+        {"png-huge", hugeHeader},
+        {"png-zero-width", makePng(0, 4, 8, 2, {})},
+        {"png-bad-depth", makePng(2, 2, 3, 2, {std::string(6, 'a'), std::string(6, 'a')})},
+        {"jpeg-magic-only", "\xff\xd8\xff"},
+        {"jpeg-cut-in-header", jpeg.substr(0, 40)},
+        {"jpeg-cut-in-data", jpeg.substr(0, jpeg.size() / 2)},
+    };
+    for (const auto& [name, bytes] : cases)
+    {
+        writeBytes(dir.file(name), bytes);
+        std::string error;
+        EXPECT_FALSE(ImageFile::Load(dir.file(name), &error)) << name;
+        EXPECT_FALSE(error.empty()) << name;
+        EXPECT_EQ(error.find('\n'), std::string::npos) << name;
+    }
+    std::string error;
+    EXPECT_FALSE(ImageFile::Load(dir.file("missing.png"), &error));
+    EXPECT_NE(error.find("missing.png"), std::string::npos);
+    EXPECT_FALSE(ImageFile::Load(dir.file(""), &error));  // the directory itself
+    EXPECT_FALSE(ImageFile::Load(dir.file("empty")));     // no error text asked for
+}
+
+TEST(ImageFileRows, FlipMirrorsRowsForOddAndEvenHeights)
+{
+    for (unsigned height : {1u, 2u, 3u, 4u})
+    {
+        vsk::Image img(2, height, 3);
+        for (unsigned y = 0; y < height; ++y)
+            img.GetPixel(1, static_cast<int>(y))[2] = static_cast<unsigned char>(y + 1);
+        ImageFile::FlipRows(img);
+        for (unsigned y = 0; y < height; ++y)
+            EXPECT_EQ(img.GetPixel(1, static_cast<int>(y))[2], height - y);
+    }
+}

@@ -1,0 +1,111 @@
+#include "region/MeshRegion.h"
+
+#include <gtest/gtest.h>
+#include <tbb/global_control.h>
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
+#include <vector>
+
+using Quelm::Topology::MeshRegion;
+
+namespace
+{
+
+std::vector<unsigned> sortedFaces(const MeshRegion& region)
+{
+    std::vector<unsigned> out;
+    region.Faces(out);
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+}  // namespace
+
+TEST(MeshRegion, HoldsEachIdOnceAndCanBeRefilledAfterClear)
+{
+    MeshRegion region;
+    EXPECT_TRUE(region.empty());
+    region.addF(7);
+    region.addF(7);
+    EXPECT_EQ(region.Size(), 1);
+    region.addF(0xFFFFFFFFu);
+    EXPECT_EQ(region.Size(), 2);
+    region.clear();
+    EXPECT_TRUE(region.empty());
+    EXPECT_EQ(region.Size(), 0);
+    region.addF(3);
+    EXPECT_EQ(sortedFaces(region), std::vector<unsigned>({3}));
+}
+
+TEST(MeshRegion, FacesAppendsWithoutClearing)
+{
+    MeshRegion region;
+    region.addF(1);
+    region.addF(2);
+    std::vector<unsigned> out = {42, 43};
+    region.Faces(out);
+    ASSERT_EQ(out.size(), 4u);
+    EXPECT_EQ(out[0], 42u);
+    EXPECT_EQ(out[1], 43u);
+    std::sort(out.begin() + 2, out.end());
+    EXPECT_EQ(out[2], 1u);
+    EXPECT_EQ(out[3], 2u);
+
+    const auto copy = region.Faces();
+    EXPECT_EQ(copy.size(), 2u);
+    EXPECT_EQ(copy.count(2), 1u);
+}
+
+TEST(MeshRegion, CopiesAreIndependentAndMovesTakeOver)
+{
+    MeshRegion a;
+    a.addF(1);
+    a.addF(2);
+    MeshRegion b(a);
+    b.addF(3);
+    EXPECT_EQ(a.Size(), 2);
+    EXPECT_EQ(b.Size(), 3);
+
+    MeshRegion c;
+    c.addF(99);
+    c = b;
+    EXPECT_EQ(sortedFaces(c), std::vector<unsigned>({1, 2, 3}));
+    c = c;  // self-assignment keeps the contents
+    EXPECT_EQ(c.Size(), 3);
+
+    MeshRegion d(std::move(c));
+    EXPECT_EQ(d.Size(), 3);
+    MeshRegion e;
+    e.addF(100);
+    e = std::move(d);
+    EXPECT_EQ(sortedFaces(e), std::vector<unsigned>({1, 2, 3}));  // 100 released
+    MeshRegion& alias = e;
+    e = std::move(alias);
+    EXPECT_EQ(e.Size(), 3);
+}
+
+TEST(MeshRegion, ConcurrentAddFromAParallelLoopKeepsEveryIdOnce)
+{
+    // Every ID is added by two different iterations, while readers query the size.
+    const unsigned n = 20000;
+    for (int threads : {1, 4})
+    {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+        MeshRegion region;
+        tbb::parallel_for(0u, 2 * n,
+                          [&](unsigned i)
+                          {
+                              region.addF(i % n);
+                              if (i % 1000 == 0)
+                              {
+                                  EXPECT_LE(region.Size(), int(n));
+                              }
+                          });
+        EXPECT_EQ(region.Size(), int(n));
+        const auto faces = sortedFaces(region);
+        ASSERT_EQ(faces.size(), n);
+        for (unsigned i = 0; i < n; ++i)
+            ASSERT_EQ(faces[i], i);
+    }
+}

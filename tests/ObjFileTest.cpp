@@ -1,0 +1,136 @@
+#include "color/ObjFile.h"
+
+#include "support/TestMeshes.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+using Quelm::Topology::ObjFile;
+using Quelm::Topology::ObjMesh;
+
+namespace
+{
+
+void writeText(const std::filesystem::path& path, const std::string& text)
+{
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+const uint32_t kNone = ObjMesh::kNone;
+
+}  // namespace
+
+TEST(ObjFileRead, FacesCornersAndNegativeIndices)
+{
+    test::TempDir dir;
+    writeText(dir.file("m.obj"), "# comment\r\n"
+                                 "v 0 0 0\r\nv 1 0 0\r\nv 1 1 0\r\nv 0 1 +0.5e0\r\n"
+                                 "vt 0 0\r\nvt 1 0\r\nvt 0.25\r\n"
+                                 "vn 0 0 1\r\n"
+                                 "g group\ns 1\n"
+                                 "f 1/1/1 2/2/1 3/3/1 4/3/1\n"  // quad: fan of two
+                                 "f -4//1 -3//1 -2//1\n"        // relative, no texture coordinates
+                                 "f 1 2\n"                      // too short: skipped with a warning
+                                 "f 2/1 3/2 4\n");              // one corner without vt
+    ObjMesh mesh;
+    std::string error;
+    ASSERT_TRUE(ObjFile::Read(dir.file("m.obj"), mesh, &error)) << error;
+    ASSERT_EQ(mesh.positions.size(), 4u);
+    EXPECT_EQ(mesh.positions[3].z, 0.5f);
+    ASSERT_EQ(mesh.uvs.size(), 3u);
+    EXPECT_EQ(mesh.uvs[2].x, 0.25f);
+    EXPECT_EQ(mesh.uvs[2].y, 0.0f);
+    ASSERT_EQ(mesh.triangles.size(), 4u);
+    const ObjMesh::Triangle& second = mesh.triangles[1];
+    EXPECT_EQ(second.v[0], 0u);
+    EXPECT_EQ(second.v[1], 2u);
+    EXPECT_EQ(second.v[2], 3u);
+    EXPECT_EQ(second.vt[2], 2u);
+    EXPECT_EQ(mesh.triangles[2].v[0], 0u);
+    EXPECT_EQ(mesh.triangles[2].vt[0], kNone);
+    EXPECT_EQ(mesh.triangles[3].vt[1], 1u);
+    EXPECT_EQ(mesh.triangles[3].vt[2], kNone);
+    EXPECT_EQ(mesh.triangles[0].material, kNone);
+    ASSERT_EQ(mesh.warnings.size(), 1u);
+    EXPECT_NE(mesh.warnings[0].find("1 faces"), std::string::npos);
+}
+
+TEST(ObjFileRead, MaterialsInOrderOfUseWithTexturesFoundEitherSlash)
+{
+    test::TempDir dir;
+    writeText(dir.file("tex/a b.png"), "x");
+    writeText(dir.file("tex/wood.jpg"), "x");
+    writeText(dir.file("lib/moved.png"), "x");
+    writeText(dir.file("lib/m.mtl"), "newmtl Wood\n"
+                                     "Kd 1 1 1\n"
+                                     "map_Kd -s 1 1 1 -clamp on ..\\tex\\wood.jpg\n"
+                                     "newmtl Spaced\n"
+                                     "map_Kd ../tex/a b.png\n"
+                                     "newmtl Plain\n"
+                                     "newmtl Moved\n"
+                                     "map_Kd C:\\old\\place\\moved.png\n");
+    writeText(dir.file("m.obj"), "mtllib lib/m.mtl missing.mtl\n"
+                                 "v 0 0 0\nv 1 0 0\nv 0 1 0\n"
+                                 "usemtl Spaced\nf 1 2 3\n"
+                                 "usemtl Wood\nf 1 2 3\n"
+                                 "usemtl Spaced\nf 1 2 3\n"
+                                 "usemtl Nowhere\nf 1 2 3\n"
+                                 "usemtl Plain\nf 1 2 3\n"
+                                 "usemtl Moved\nf 1 2 3\n");
+    ObjMesh mesh;
+    ASSERT_TRUE(ObjFile::Read(dir.file("m.obj"), mesh));
+    ASSERT_EQ(mesh.materials.size(), 5u);
+    EXPECT_EQ(mesh.materials[0].name, "Spaced");
+    EXPECT_EQ(mesh.materials[1].name, "Wood");
+    EXPECT_EQ(mesh.triangles[2].material, 0u);
+    EXPECT_EQ(mesh.triangles[3].material, 2u);
+    EXPECT_TRUE(std::filesystem::equivalent(mesh.materials[0].texture, dir.file("tex/a b.png")));
+    EXPECT_TRUE(std::filesystem::equivalent(mesh.materials[1].texture, dir.file("tex/wood.jpg")));
+    EXPECT_FALSE(mesh.materials[2].defined);
+    EXPECT_TRUE(mesh.materials[2].texture.empty());
+    EXPECT_TRUE(mesh.materials[3].defined);
+    EXPECT_TRUE(mesh.materials[3].texture.empty());
+    EXPECT_TRUE(std::filesystem::equivalent(mesh.materials[4].texture, dir.file("lib/moved.png")));
+    // the missing library and the undefined material
+    ASSERT_EQ(mesh.warnings.size(), 2u);
+    EXPECT_NE(mesh.warnings[0].find("missing.mtl"), std::string::npos);
+    EXPECT_NE(mesh.warnings[1].find("Nowhere"), std::string::npos);
+}
+
+TEST(ObjFileRead, MalformedFilesFailWithFileAndLine)
+{
+    test::TempDir dir;
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 4\n", "line 4"},
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nf 0 1 2\n", "line 4"},
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nf -4 1 2\n", "line 4"},
+        {"v 0 0 0\nv 1 0 0\nv 0 1 0\nvt 0 0\nf 1/2 2/1 3/1\n", "line 5"},
+        {"v 0 0 zero\n", "line 1"},
+        {"v 0 0\n", "line 1"},
+        {"vt x\n", "line 1"},
+        {"v 0 0 0\nf 1/a 1 1\n", "line 2"},
+        {"v 0 0 0\nf 99999999999999999999 1 1\n", "line 2"},
+    };
+    int n = 0;
+    for (const auto& [text, where] : cases)
+    {
+        const auto path = dir.file("bad" + std::to_string(n++) + ".obj");
+        writeText(path, text);
+        ObjMesh mesh;
+        std::string error;
+        EXPECT_FALSE(ObjFile::Read(path, mesh, &error)) << text;
+        EXPECT_NE(error.find(where), std::string::npos) << error;
+        EXPECT_NE(error.find(path.filename().string()), std::string::npos) << error;
+    }
+    ObjMesh mesh;
+    std::string error;
+    EXPECT_FALSE(ObjFile::Read(dir.file("none.obj"), mesh, &error));
+    EXPECT_FALSE(error.empty());
+    EXPECT_FALSE(ObjFile::Read(dir.file(""), mesh, &error));  // a directory
+
+    writeText(dir.file("empty.obj"), "");
+    EXPECT_TRUE(ObjFile::Read(dir.file("empty.obj"), mesh, &error));
+    EXPECT_TRUE(mesh.triangles.empty());
+}

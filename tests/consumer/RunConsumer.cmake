@@ -1,0 +1,36 @@
+# Configures, builds and runs the consumer project against the library.
+#   MODE=install:     installs BUILD_DIR into WORK_DIR/prefix, then uses find_package()
+#   MODE=subproject:  uses SOURCE_DIR through add_subdirectory()
+# Other variables: CONSUMER_DIR, WORK_DIR, GENERATOR, BUILD_TYPE.
+function(run)
+    execute_process(COMMAND ${ARGV} RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
+    if(NOT code EQUAL 0)
+        string(REPLACE ";" " " line "${ARGV}")
+        message(FATAL_ERROR "failed (${code}): ${line}\n${out}\n${err}")
+    endif()
+    set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+set(build "${WORK_DIR}/build")
+if(MODE STREQUAL "install")
+    set(prefix "${WORK_DIR}/prefix")
+    file(REMOVE_RECURSE "${prefix}" "${build}")
+    run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
+    foreach(expected include/qlm_mesh_topology/qlm_mesh_topology.h include/qlm_mesh_topology/topology/OpenMeshUtility.h)
+        if(NOT EXISTS "${prefix}/${expected}")
+            message(FATAL_ERROR "the install tree has no ${expected}")
+        endif()
+    endforeach()
+    set(configure_args "-DCMAKE_PREFIX_PATH=${prefix}")
+elseif(MODE STREQUAL "subproject")
+    # the build folder is kept between runs, so that a second run only rebuilds what changed
+    set(configure_args "-DQLM_SOURCE_DIR=${SOURCE_DIR}")
+else()
+    message(FATAL_ERROR "MODE must be install or subproject")
+endif()
+
+run(${CMAKE_COMMAND} -S "${CONSUMER_DIR}" -B "${build}" -G "${GENERATOR}" "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}"
+    ${configure_args})
+run(${CMAKE_COMMAND} --build "${build}" -j 2)
+run("${build}/consumer")
+message(STATUS "${last_output}")

@@ -1,0 +1,94 @@
+# ctest cases that run the built qlm-mesh: exit codes and output, on generated meshes and on bad
+# arguments and files. Files go to the build folder's tooltest/ (rewritten by every run).
+set(QLM_TOOL_WORKDIR ${CMAKE_CURRENT_BINARY_DIR}/tooltest)
+file(MAKE_DIRECTORY ${QLM_TOOL_WORKDIR})
+
+# qlm_tool_test(NAME CODE ARGS [OUT regex] [ERR regex] [ONE_LINE_ERROR] [SETUP fixture] [REQUIRES fixtures])
+function(qlm_tool_test name code args)
+    cmake_parse_arguments(T "ONE_LINE_ERROR" "OUT;ERR;SETUP" "REQUIRES" ${ARGN})
+    set(defs -DTOOL=$<TARGET_FILE:qlm-mesh> -DARGS=${args} -DCODE=${code} -DWORKDIR=${QLM_TOOL_WORKDIR})
+    if(DEFINED T_OUT)
+        list(APPEND defs "-DOUT=${T_OUT}")
+    endif()
+    if(DEFINED T_ERR)
+        list(APPEND defs "-DERR=${T_ERR}")
+    endif()
+    if(T_ONE_LINE_ERROR)
+        list(APPEND defs -DONE_LINE_ERROR=ON)
+    endif()
+    add_test(NAME tool.${name} COMMAND ${CMAKE_COMMAND} ${defs} -P ${CMAKE_CURRENT_SOURCE_DIR}/RunTool.cmake)
+    if(T_SETUP)
+        set_tests_properties(tool.${name} PROPERTIES FIXTURES_SETUP ${T_SETUP})
+    endif()
+    if(T_REQUIRES)
+        set_tests_properties(tool.${name} PROPERTIES FIXTURES_REQUIRED "${T_REQUIRES}")
+    endif()
+endfunction()
+
+# Hand-made files, written once per run.
+add_test(NAME tool.prepareInputFiles COMMAND ${CMAKE_COMMAND} -DWORKDIR=${QLM_TOOL_WORKDIR}
+    -P ${CMAKE_CURRENT_SOURCE_DIR}/WriteInputFiles.cmake)
+set_tests_properties(tool.prepareInputFiles PROPERTIES FIXTURES_SETUP inputFiles)
+
+# Generated inputs. 2000 faces is exactly 20 x 10^2, so the sphere has exactly that many.
+qlm_tool_test(generateSphere 0 "generate|sphere|2000|sphere.ply"
+    OUT "generated sphere: 1002 vertices, 2000 faces" SETUP sphere)
+qlm_tool_test(generateTerrain 0 "generate|terrain|20000|terrain.obj" OUT "generated terrain: [0-9]+ vertices"
+    SETUP terrain)
+
+qlm_tool_test(infoSphere 0 "info|sphere.ply" REQUIRES sphere
+    OUT "vertices +1002\nfaces +2000\nboundary faces +0\nselected faces +0\ncomponents +1\nnon-manifold vertices +no")
+qlm_tool_test(infoJson 0 "info|sphere.ply|--json" REQUIRES sphere
+    OUT "^{\"file\": \"sphere.ply\", \"vertices\": 1002, \"faces\": 2000, \"boundaryFaces\": 0, .*\"hasNonManifoldVertices\": false, \"boundingBox\": {\"min\": \\[-1(\\.0+)?, .*\"seconds\": {\"read\": [0-9.e-]+, .*}}\n$")
+qlm_tool_test(infoTerrainHasBoundaries 0 "info|terrain.obj" REQUIRES terrain
+    OUT "boundary faces +[1-9][0-9]*\n.*components +9\n")
+
+qlm_tool_test(convertToObj 0 "convert|sphere.ply|sphere.obj" REQUIRES sphere
+    OUT "read +sphere.ply: 1002 vertices, 2000 faces.*wrote +sphere.obj: 1002 vertices, 2000 faces" SETUP sphereObj)
+qlm_tool_test(convertedObjReads 0 "info|sphere.obj" REQUIRES sphereObj OUT "faces +2000\n")
+# The library's own message comes out on stdout, in order with the tool's lines.
+qlm_tool_test(convertRemovesNonManifoldFaces 0 "convert|bowtie.obj|bowtie.off" REQUIRES inputFiles
+    OUT "read +bowtie.obj: 5 vertices, 2 faces[^\n]*\nRemoved 2 degenerate faces\nwrote +bowtie.off: 0 vertices, 0 faces")
+qlm_tool_test(convertToStlWithNormals 0 "convert|terrain.obj|terrain.stl|--normals" REQUIRES terrain)
+
+qlm_tool_test(decimateRatio 0 "decimate|sphere.ply|sphere-half.ply|--ratio|0.5" REQUIRES sphere
+    OUT "input +sphere.ply: 2000 faces.*output +sphere-half.ply: 1[0-9][0-9][0-9] faces.*time \\(s\\) +read")
+qlm_tool_test(decimateParallel 0 "decimate|terrain.obj|terrain-small.ply|--ratio|0.9|--parallel|--threads|2"
+    REQUIRES terrain OUT "pass 1 +level 5: 125 grid cells, [0-9]+ holding.*pass 2 +level 2: 8 grid cells.*decimate")
+qlm_tool_test(decimateCollapses 0 "decimate|sphere.ply|sphere-100.off|--collapses|100|--lock-boundary"
+    REQUIRES sphere OUT "output +sphere-100.off: 1800 faces")
+qlm_tool_test(smooth 0 "smooth|sphere.ply|sphere-smooth.ply|--iterations|3" REQUIRES sphere
+    OUT "smoothed +sphere.ply -> sphere-smooth.ply: 2000 faces")
+
+# Bad arguments and files: one line on stderr, exit code 2.
+qlm_tool_test(noCommand 2 "" ERR "^usage: qlm-mesh")
+qlm_tool_test(unknownCommand 2 "frobnicate" ERR "unknown command 'frobnicate'")
+qlm_tool_test(infoMissingFile 2 "info|no-such-file.ply" ONE_LINE_ERROR ERR "no such file")
+qlm_tool_test(infoFolder 2 "info|." ONE_LINE_ERROR ERR "not a regular file")
+qlm_tool_test(infoUnknownExtension 2 "info|notes.xyz" ONE_LINE_ERROR REQUIRES inputFiles ERR "not an OBJ")
+qlm_tool_test(infoTruncatedPly 2 "info|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "not a valid mesh")
+qlm_tool_test(infoEmptyOff 2 "info|empty.off" ONE_LINE_ERROR REQUIRES inputFiles)
+qlm_tool_test(infoUnknownOption 2 "info|sphere.ply|--yaml" ONE_LINE_ERROR ERR "unknown option --yaml")
+qlm_tool_test(infoTwoFiles 2 "info|a.ply|b.ply" ONE_LINE_ERROR)
+qlm_tool_test(generateUnknownKind 2 "generate|cube|100|x.ply" ONE_LINE_ERROR ERR "unknown KIND")
+qlm_tool_test(generateBadCount 2 "generate|sphere|12x|x.ply" ONE_LINE_ERROR ERR "FACES must be")
+qlm_tool_test(generateZeroFaces 2 "generate|sphere|0|x.ply" ONE_LINE_ERROR)
+qlm_tool_test(generateNegativeFaces 2 "generate|sphere|-5|x.ply" ONE_LINE_ERROR)
+qlm_tool_test(generateHugeCount 2 "generate|sphere|99999999999999999999|x.ply" ONE_LINE_ERROR)
+qlm_tool_test(generateNoFolder 2 "generate|sphere|100|no/such/folder/x.ply" ONE_LINE_ERROR ERR "no folder")
+qlm_tool_test(convertBadExtension 2 "convert|sphere.ply|sphere.xyz" ONE_LINE_ERROR REQUIRES sphere)
+qlm_tool_test(convertMissingOut 2 "convert|sphere.ply" ONE_LINE_ERROR)
+qlm_tool_test(decimateNoAmount 2 "decimate|sphere.ply|x.ply" ONE_LINE_ERROR ERR "exactly one of")
+qlm_tool_test(decimateBothAmounts 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--collapses|10" ONE_LINE_ERROR)
+qlm_tool_test(decimateRatioAboveOne 2 "decimate|sphere.ply|x.ply|--ratio|1.5" ONE_LINE_ERROR)
+qlm_tool_test(decimateRatioNotNumber 2 "decimate|sphere.ply|x.ply|--ratio|half" ONE_LINE_ERROR)
+qlm_tool_test(decimateRatioNaN 2 "decimate|sphere.ply|x.ply|--ratio|nan" ONE_LINE_ERROR)
+qlm_tool_test(decimateMissingValue 2 "decimate|sphere.ply|x.ply|--ratio" ONE_LINE_ERROR ERR "needs a value")
+qlm_tool_test(decimateCoarseWithoutParallel 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--coarse-grid" ONE_LINE_ERROR)
+qlm_tool_test(decimateLockWithRatio 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--lock-boundary" ONE_LINE_ERROR)
+qlm_tool_test(decimateBadAngle 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--max-angle|0" ONE_LINE_ERROR)
+qlm_tool_test(decimateNegativeError 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--error-factor|-1" ONE_LINE_ERROR)
+qlm_tool_test(decimateRepeated 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--ratio|0.6" ONE_LINE_ERROR)
+qlm_tool_test(decimateMissingInput 2 "decimate|nothing.ply|x.ply|--ratio|0.5" ONE_LINE_ERROR)
+qlm_tool_test(smoothNoIterations 2 "smooth|sphere.ply|x.ply" ONE_LINE_ERROR ERR "--iterations N is required")
+qlm_tool_test(smoothNegativeIterations 2 "smooth|sphere.ply|x.ply|--iterations|-1" ONE_LINE_ERROR)
