@@ -2,34 +2,24 @@
 // paths through non-manifold edges or pinch vertices are dropped), longest first, and the number
 // of triangles at non-manifold vertices. What a user checks before and after a hole repair.
 
-#include "common/Util.h"
 #include "tarnel/EngineMeshConversion.h"
 #include "tarnel/TarnelUtility.h"
+#include "tools/CommandLine.h"
 #include "tools/Commands.h"
-#include "topology/OpenMeshUtility.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
-#include <cstring>
-#include <memory>
+#include <iomanip>
+#include <iostream>
 #include <string>
 #include <vector>
 
 namespace
 {
 
+using namespace Quelm::Tools;
 using Quelm::Topology::TarnelUtility;
 
-constexpr int kExitOk = 0;
-constexpr int kExitBadInput = 2;
 constexpr unsigned kHoleFlag = 0;
-
-int fail(const std::string& message)
-{
-    std::fprintf(stderr, "qlm-mesh holes: %s\n", message.c_str());
-    return kExitBadInput;
-}
 
 struct PathReport
 {
@@ -91,99 +81,70 @@ HoleReport analyse(vsk::VFTriangleMesh& mesh)
     return report;
 }
 
-std::string jsonString(const std::string& text)
+void printList(const wchar_t* title, const std::vector<PathReport>& list)
 {
-    std::string out = "\"";
-    for (const char c : text)
-    {
-        if (c == '"' || c == '\\')
-            out += {'\\', c};
-        else if (static_cast<unsigned char>(c) < 0x20)
-        {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
-            out += escaped;
-        }
-        else
-            out += c;
-    }
-    return out + "\"";
-}
-
-void printList(const char* title, const std::vector<PathReport>& list)
-{
-    std::printf("%-22s %zu\n", title, list.size());
+    auto& out = std::wcout;
+    out << std::left << std::setw(23) << title << list.size() << L"\n" << std::right;
     if (list.empty())
         return;
-    std::printf("  %6s %10s %14s\n", "#", "vertices", "length");
+    out << L"  " << std::setw(6) << L"#" << std::setw(10) << L"vertices" << std::setw(14) << L"length"
+        << L"\n";
     for (size_t i = 0; i < list.size(); ++i)
-        std::printf("  %6zu %10zu %14.6g\n", i + 1, list[i].vertices, list[i].length);
+        out << L"  " << std::setw(6) << i + 1 << std::setw(10) << list[i].vertices << std::setw(14)
+            << std::setprecision(7) << list[i].length << L"\n";
 }
 
 void printText(const std::string& path, const HoleReport& r)
 {
-    std::printf("%-22s %s\n", "file", path.c_str());
-    std::printf("%-22s %u\n", "vertices", r.vertices);
-    std::printf("%-22s %u\n", "triangles", r.triangles);
-    printList("boundary loops", r.loops);
-    printList("open paths", r.paths);
-    std::printf("%-22s %zu\n", "non-manifold triangles", r.nonManifoldTriangles);
+    auto& out = std::wcout;
+    out << L"file                   " << widen(path) << L"\n"
+        << L"vertices               " << r.vertices << L"\n"
+        << L"triangles              " << r.triangles << L"\n";
+    printList(L"boundary loops", r.loops);
+    printList(L"open paths", r.paths);
+    out << L"non-manifold triangles " << r.nonManifoldTriangles << L"\n";
 }
 
-void printJsonList(const std::vector<PathReport>& list)
+std::wstring jsonList(const std::vector<PathReport>& list)
 {
-    std::printf("[");
+    std::wstring json = L"[";
     for (size_t i = 0; i < list.size(); ++i)
-        std::printf("%s{\"vertices\": %zu, \"length\": %.9g}", i ? ", " : "", list[i].vertices,
-                    std::isfinite(list[i].length) ? list[i].length : 0.0);
-    std::printf("]");
+        json += (i ? L", " : L"") + std::wstring(L"{\"vertices\": ") + std::to_wstring(list[i].vertices) +
+                L", \"length\": " + jsonNumber(list[i].length) + L"}";
+    return json + L"]";
 }
 
 void printJson(const std::string& path, const HoleReport& r)
 {
-    std::printf("{\"file\": %s, \"vertices\": %u, \"triangles\": %u, \"loopCount\": %zu, \"loops\": ",
-                jsonString(path).c_str(), r.vertices, r.triangles, r.loops.size());
-    printJsonList(r.loops);
-    std::printf(", \"pathCount\": %zu, \"paths\": ", r.paths.size());
-    printJsonList(r.paths);
-    std::printf(", \"nonManifoldTriangles\": %zu}\n", r.nonManifoldTriangles);
+    std::wcout << L"{\"file\": " << jsonString(path) << L", \"vertices\": " << r.vertices
+               << L", \"triangles\": " << r.triangles << L", \"loopCount\": " << r.loops.size()
+               << L", \"loops\": " << jsonList(r.loops) << L", \"pathCount\": " << r.paths.size()
+               << L", \"paths\": " << jsonList(r.paths) << L", \"nonManifoldTriangles\": "
+               << r.nonManifoldTriangles << L"}\n";
 }
 
 }  // namespace
 
 int runHoles(int argc, char** argv)
 {
-    bool json = false;
-    std::vector<std::string> positional;
-    for (int i = 0; i < argc; ++i)
-    {
-        if (std::strcmp(argv[i], "--json") == 0)
-        {
-            if (json)
-                return fail("--json given twice (usage: qlm-mesh holes FILE [--json])");
-            json = true;
-        }
-        else if (argv[i][0] == '-' && argv[i][1] != '\0')
-            return fail(std::string("unknown option '") + argv[i] +
-                        "' (usage: qlm-mesh holes FILE [--json])");
-        else
-            positional.emplace_back(argv[i]);
-    }
-    if (positional.size() != 1)
-        return fail("expected one FILE (usage: qlm-mesh holes FILE [--json])");
-    const std::string& path = positional[0];
+    const char* command = "holes";
+    Arguments args;
+    if (!splitArguments(command, argc, argv, {"--json"}, {}, args))
+        return kExitBadInput;
+    if (args.positional.size() != 1)
+        return fail(command, "expected one FILE (usage: qlm-mesh holes FILE [--json])");
+    const std::string& path = args.positional[0];
 
-    using Quelm::Topology::OpenMeshUtility;
-    const std::wstring widePath = Quelm::Objects::Util::ConvertToWchar(path);
-    std::unique_ptr<OpenMeshUtility::Mesh> mesh(OpenMeshUtility::ReadMesh(widePath.c_str()));
-    if (!mesh)
-        return fail("cannot read '" + path + "' as a mesh");
     vsk::VFTriangleMesh engineMesh;
-    Quelm::Topology::AppendTopologyMesh(*mesh, engineMesh);
-    mesh.reset();  // the engine mesh holds everything the report needs
+    {
+        const auto mesh = readMeshFile(command, path);
+        if (!mesh)
+            return kExitBadInput;
+        Quelm::Topology::AppendTopologyMesh(*mesh, engineMesh);
+    }  // the engine mesh holds everything the report needs
 
     const HoleReport report = analyse(engineMesh);
-    if (json)
+    if (args.has("--json"))
         printJson(path, report);
     else
         printText(path, report);
