@@ -40,3 +40,5 @@
 #include "color/ObjFile.h"
 #include "color/TexturedObj.h"
 #include "region/MeshRegion.h"
+#include "tarnel/TarnelUtility.h"
+#include "tarnel/EngineMeshConversion.h"

@@ -1,1 +1,7 @@
-set(QLM_TARNEL_SOURCES)
+set(QLM_TARNEL_SOURCES
+    tarnel/EngineMeshConversion.cpp
+    tarnel/TarnelUtilityBoundary.cpp
+    tarnel/TarnelUtilityExport.cpp
+    tarnel/TarnelUtilityFlags.cpp
+    tarnel/TarnelUtilityPathFilter.cpp
+    tarnel/TarnelUtilitySelection.cpp)

@@ -1,0 +1,322 @@
+#include "support/EngineMeshes.h"
+#include "support/TarnelMeshes.h"
+#include "tarnel/TarnelUtility.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+
+namespace
+{
+
+using Quelm::Topology::TarnelUtility;
+using test::gridTriangle;
+using Path = TarnelUtility::Path;
+using PathList = TarnelUtility::PathList;
+constexpr unsigned kInvalid = vsk::IMesh::InvalidID;
+
+// The 2 x 1 grid: vertices 0 1 2 / 3 4 5; triangles 0 (0,1,4), 1 (0,4,3), 2 (1,2,5), 3 (1,5,4).
+// Its one boundary loop, traced from edge (0, 1), is 0 1 2 5 4 3.
+class TwoQuads : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        mesh = test::makeTarnelGrid(2, 1);
+        test::flagAll(*mesh, 3);
+    }
+    std::unique_ptr<vsk::VFTriangleMesh> mesh;
+    PathList loops{{99}}, paths{{98}};  // not empty: FindBoundariesWithFlag clears them
+};
+
+TEST(FindBoundariesWithFlag, ClosedMeshGivesTwoEmptyLists)
+{
+    auto mesh = test::makeEngineTetrahedron();
+    test::flagAll(*mesh, 0);
+    PathList loops{{1, 2}}, paths{{3}};
+    TarnelUtility::FindBoundariesWithFlag(*mesh, 0, loops, paths);
+    EXPECT_TRUE(loops.empty());
+    EXPECT_TRUE(paths.empty());
+}
+
+TEST(FindBoundariesWithFlag, SingleTriangleLoopFollowsItsWindingAndItsBit)
+{
+    vsk::VFTriangleMesh mesh;
+    for (int k = 0; k < 3; ++k)
+        mesh.AppendVertex(vsk::Vector3f(float(k == 1), float(k == 2), 0));
+    mesh.AppendTriangle(0, 2, 1);
+    PathList loops, paths;
+    TarnelUtility::FindBoundariesWithFlag(mesh, 5, loops, paths);
+    EXPECT_TRUE(loops.empty());
+    EXPECT_TRUE(paths.empty());
+
+    mesh.SetTriangleFlag(0, 33);  // bit 1
+    TarnelUtility::FindBoundariesWithFlag(mesh, 1, loops, paths);
+    ASSERT_EQ(loops.size(), 1u);
+    EXPECT_EQ(loops[0], (Path{0, 2, 1}));
+    EXPECT_TRUE(paths.empty());
+    TarnelUtility::FindBoundariesWithFlag(mesh, 2, loops, paths);
+    EXPECT_TRUE(loops.empty());
+}
+
+TEST_F(TwoQuads, FullyFlaggedLoopIsReportedOnceWithoutRepeatingItsStart)
+{
+    TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
+    ASSERT_EQ(loops.size(), 1u);
+    EXPECT_EQ(loops[0], (Path{0, 1, 2, 5, 4, 3}));
+    EXPECT_TRUE(paths.empty());
+}
+
+TEST_F(TwoQuads, OneUnflaggedEdgeWrapsTheRunAroundTheSeam)
+{
+    mesh->ClearTriangleFlag(3, 3);  // edge 5 -> 4, in the middle of the loop
+    TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
+    EXPECT_TRUE(loops.empty());
+    ASSERT_EQ(paths.size(), 1u);
+    EXPECT_EQ(paths[0], (Path{4, 3, 0, 1, 2, 5}));  // far vertex first, near vertex last
+}
+
+TEST_F(TwoQuads, UnflaggedFirstEdgeStartsTheRunAtItsFarVertex)
+{
+    mesh->ClearTriangleFlag(0, 3);  // edge 0 -> 1
+    TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
+    ASSERT_EQ(paths.size(), 1u);
+    EXPECT_EQ(paths[0], (Path{1, 2, 5, 4, 3, 0}));
+}
+
+TEST_F(TwoQuads, TwoUnflaggedEdgesGiveTwoRunsWithBothEnds)
+{
+    mesh->ClearTriangleFlag(0, 3);
+    mesh->ClearTriangleFlag(3, 3);
+    TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
+    EXPECT_TRUE(loops.empty());
+    EXPECT_EQ(paths, (PathList{{1, 2, 5}, {4, 3, 0}}));
+}
+
+TEST(FindBoundariesWithFlag, HoleGivesASecondLoopInSeedOrder)
+{
+    auto mesh = test::makeTarnelGrid(3, 3);
+    test::removeQuad(*mesh, 3, 1, 1);
+    test::flagAll(*mesh, 0);
+    PathList loops, paths;
+    TarnelUtility::FindBoundariesWithFlag(*mesh, 0, loops, paths);
+    ASSERT_EQ(loops.size(), 2u);
+    EXPECT_EQ(loops[0].size(), 12u);  // outer border, seeded on edge (0, 1)
+    EXPECT_EQ(loops[0][0], 0u);
+    EXPECT_EQ(loops[0][1], 1u);
+    EXPECT_EQ(loops[1].size(), 4u);
+    // The hole runs with the winding of the triangles around it.
+    for (size_t k = 0; k < 4; ++k)
+    {
+        const unsigned a = loops[1][k], b = loops[1][(k + 1) % 4];
+        const std::vector<unsigned> tris = TarnelUtility::GetTrianglesOfBoundary(*mesh, {a, b}, false);
+        ASSERT_EQ(tris.size(), 1u);
+        const unsigned* tri = mesh->GetTriangle(tris[0]);
+        EXPECT_TRUE((tri[0] == a && tri[1] == b) || (tri[1] == a && tri[2] == b) ||
+                    (tri[2] == a && tri[0] == b));
+    }
+}
+
+TEST(FindBoundariesWithFlag, ChainThatCannotCloseIsDropped)
+{
+    // Three triangles on edge (0, 1): three boundary chains join 0 and 1, so the third stalls.
+    auto mesh = test::makeEngineBook();
+    test::flagAll(*mesh, 0);
+    PathList loops, paths;
+    TarnelUtility::FindBoundariesWithFlag(*mesh, 0, loops, paths);
+    EXPECT_EQ(loops, (PathList{{1, 2, 0, 3}}));
+    EXPECT_TRUE(paths.empty());
+}
+
+TEST(FindBoundariesWithFlag, LoopsOfMoreThan100000EdgesAreDropped)
+{
+    PathList loops, paths;
+    auto kept = test::makeStrip(99998);  // 100000 boundary edges
+    test::flagAll(*kept, 0);
+    TarnelUtility::FindBoundariesWithFlag(*kept, 0, loops, paths);
+    ASSERT_EQ(loops.size(), 1u);
+    EXPECT_EQ(loops[0].size(), 100000u);
+
+    auto dropped = test::makeStrip(99999);  // 100001 boundary edges
+    test::flagAll(*dropped, 0);
+    TarnelUtility::FindBoundariesWithFlag(*dropped, 0, loops, paths);
+    EXPECT_TRUE(loops.empty());
+    EXPECT_TRUE(paths.empty());
+}
+
+TEST(GetBoundaryTrianglesWithFlag, ListsFlaggedBorderTrianglesAscendingAfterClearing)
+{
+    auto grid = test::makeTarnelGrid(3, 3);
+    test::flagAll(*grid, 2);
+    grid->ClearTriangleFlag(gridTriangle(3, 0, 0, 0), 2);
+    std::vector<unsigned> triangles{777};
+    TarnelUtility::GetBoundaryTrianglesWithFlag(*grid, 2, triangles);
+    // In a 3 x 3 grid only the triangles with an edge on the outer border count; 0 lost its bit.
+    EXPECT_EQ(triangles, (std::vector<unsigned>{1, 2, 4, 7, 10, 13, 15, 16, 17}));
+}
+
+// The 3 x 1 grid: vertices 0 1 2 3 / 4 5 6 7.
+TEST(ExtendBoundaryPath, StopsAtTheStopVertex)
+{
+    auto mesh = test::makeTarnelGrid(3, 1);
+    Path path{0, 1, 2};
+    TarnelUtility::ExtendBoundaryPath(*mesh, path, 7);
+    EXPECT_EQ(path, (Path{0, 1, 2, 3}));
+}
+
+TEST(ExtendBoundaryPath, StopsWhenTheFirstVertexIsMetAsANeighbour)
+{
+    // At vertex 5 the neighbour 0 is met across an interior edge, before the boundary edge to 4.
+    auto mesh = test::makeTarnelGrid(3, 1);
+    Path path{0, 1, 2};
+    TarnelUtility::ExtendBoundaryPath(*mesh, path, kInvalid);
+    EXPECT_EQ(path, (Path{0, 1, 2, 3, 7, 6, 5}));
+    // So a two-vertex path can only stay as it is: its last vertex neighbours its first.
+    Path pair{1, 2};
+    TarnelUtility::ExtendBoundaryPath(*mesh, pair, kInvalid);
+    EXPECT_EQ(pair, (Path{1, 2}));
+    Path empty;
+    TarnelUtility::ExtendBoundaryPath(*mesh, empty, kInvalid);
+    EXPECT_TRUE(empty.empty());
+}
+
+TEST(ExtendBoundaryPath, WalkCyclingThroughAPinchVertexStops)
+{
+    auto mesh = test::makeEngineBowTie();
+    const unsigned far = mesh->AppendVertex(vsk::Vector3f(9, 9, 9));
+    Path path{far, 0};
+    TarnelUtility::ExtendBoundaryPath(*mesh, path, kInvalid);
+    EXPECT_EQ(path, (Path{far, 0, 1, 2, 0}));
+}
+
+TEST_F(TwoQuads, TrianglesOfBoundaryDropOnlyConsecutiveRepeats)
+{
+    EXPECT_TRUE(TarnelUtility::GetTrianglesOfBoundary(*mesh, {0, 1}, true).empty());
+    EXPECT_TRUE(TarnelUtility::GetTrianglesOfBoundary(*mesh, {0}, false).empty());
+    EXPECT_EQ(TarnelUtility::GetTrianglesOfBoundary(*mesh, {0, 1, 2, 5}, false),
+              (std::vector<unsigned>{0, 2}));
+    EXPECT_EQ(TarnelUtility::GetTrianglesOfBoundary(*mesh, {0, 1, 2, 5, 4, 3}, true),
+              (std::vector<unsigned>{0, 2, 3, 1}));
+    EXPECT_EQ(TarnelUtility::GetTrianglesOfBoundary(*mesh, {0, 1, 2, 5, 4, 3, 0, 1}, false),
+              (std::vector<unsigned>{0, 2, 3, 1, 0}));
+    // Interior (0, 4) and missing (0, 5) edges are skipped; closed adds (4, 3)'s triangle.
+    EXPECT_EQ(TarnelUtility::GetTrianglesOfBoundary(*mesh, {0, 4, 3}, true), (std::vector<unsigned>{1}));
+    EXPECT_TRUE(TarnelUtility::GetTrianglesOfBoundary(*mesh, {0, 5, kInvalid}, false).empty());
+}
+
+TEST_F(TwoQuads, TrianglesAtPathEndsNeedBothEdges)
+{
+    EXPECT_EQ(TarnelUtility::GetTrianglesAtBoundaryPathEnds(*mesh, {0, 1, 2, 5}), std::make_pair(0u, 2u));
+    EXPECT_EQ(TarnelUtility::GetTrianglesAtBoundaryPathEnds(*mesh, {0, 4}), std::make_pair(0u, 0u));
+    EXPECT_EQ(TarnelUtility::GetTrianglesAtBoundaryPathEnds(*mesh, {0, 1, 5, 3}),
+              std::make_pair(kInvalid, kInvalid));
+    EXPECT_EQ(TarnelUtility::GetTrianglesAtBoundaryPathEnds(*mesh, {0}), std::make_pair(kInvalid, kInvalid));
+}
+
+// The plain definition: every vertex pair of every path pair, in order.
+std::pair<int, int> closestByDefinition(const vsk::VFTriangleMesh& mesh, const PathList& paths,
+                                        bool skipAdjacent)
+{
+    if (paths.size() < 2)
+        return {-1, -1};
+    if (paths.size() == 2)
+        return {0, 1};
+    float best = FLT_MAX;
+    std::pair<int, int> result(-1, -1);
+    for (size_t i = 0; i < paths.size(); ++i)
+        for (size_t j = i + 1; j < paths.size(); ++j)
+        {
+            const float before = best;
+            const auto resultBefore = result;
+            bool disqualified = false;
+            for (unsigned a : paths[i])
+            {
+                for (unsigned b : paths[j])
+                {
+                    if (skipAdjacent && mesh.FindEdge(a, b) != kInvalid)
+                    {
+                        disqualified = true;
+                        break;
+                    }
+                    vsk::Vector3f pa, pb;
+                    mesh.GetVertex(a, pa);
+                    mesh.GetVertex(b, pb);
+                    const float d = (pa - pb).SquaredLength();
+                    if (d < best)
+                    {
+                        best = d;
+                        result = {int(i), int(j)};
+                    }
+                }
+                if (disqualified)
+                    break;
+            }
+            if (disqualified)
+            {
+                best = before;
+                result = resultBefore;
+            }
+        }
+    return result;
+}
+
+TEST(GetClosestBoundaryPaths, FewPathsAndAdjacency)
+{
+    auto mesh = test::makeTarnelGrid(6, 1);
+    EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, {{0}}, true), std::make_pair(-1, -1));
+    EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, {{0}, {0}}, true), std::make_pair(0, 1));
+    // Paths 1 and 2 are joined by the edge (3, 4), paths 2 and 3 by the diagonal (4, 12); without
+    // them, (0, 1) and (1, 3) are equally close and the earlier pair wins.
+    const PathList paths{{7}, {2, 3}, {4}, {12}};
+    EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, paths, false), std::make_pair(1, 2));
+    EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, paths, true), std::make_pair(0, 1));
+    // Equal distances: the earlier pair stays.
+    EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, {{0}, {2}, {4}}, false), std::make_pair(0, 1));
+}
+
+TEST(GetClosestBoundaryPaths, MatchesTheDefinitionOnManyPaths)
+{
+    const int nx = 30;
+    auto mesh = test::makeTarnelGrid(nx, nx);
+    unsigned seed = 12345;
+    auto next = [&] { return seed = seed * 1103515245u + 12345u, (seed >> 8) % 961u; };
+    for (int round = 0; round < 20; ++round)
+    {
+        PathList paths(3 + round % 9);
+        for (Path& p : paths)
+        {
+            const unsigned start = next();
+            for (unsigned k = 0; k < 1 + next() % 5; ++k)
+                p.push_back((start + k) % 961u);
+        }
+        for (bool skip : {false, true})
+            EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, paths, skip),
+                      closestByDefinition(*mesh, paths, skip))
+                << "round " << round << " skip " << skip;
+    }
+}
+
+TEST(ComputeAngle, LawOfCosinesWithClampedEnds)
+{
+    using V = Wm4::Vector3<float>;
+    EXPECT_NEAR(TarnelUtility::ComputeAngle(V(0, 0, 0), V(1, 0, 0), V(0, 2, 0)), M_PI / 2, 1e-6);
+    EXPECT_EQ(TarnelUtility::ComputeAngle(V(0, 0, 0), V(1, 0, 0), V(-3, 0, 0)), 3.14159265358979323846);
+    EXPECT_EQ(TarnelUtility::ComputeAngle(V(0, 0, 0), V(1, 0, 0), V(3, 0, 0)), 0.0);
+    EXPECT_NEAR(TarnelUtility::ComputeAngle(V(0, 0, 0), V(1, 0, 0), V(1, 1, 0)), M_PI / 4, 1e-6);
+    // Coincident points are not guarded: 0 / 0 gives NaN, which neither clamp catches.
+    EXPECT_TRUE(std::isnan(TarnelUtility::ComputeAngle(V(1, 1, 1), V(1, 1, 1), V(2, 1, 1))));
+}
+
+TEST_F(TwoQuads, VertexOfTriangleIsTheClosestCornerFirstOnTies)
+{
+    using V = Wm4::Vector3<float>;
+    EXPECT_EQ(TarnelUtility::GetVertexOfTriangle(*mesh, 0, V(0.9f, 0.2f, 0)), 1u);
+    EXPECT_EQ(TarnelUtility::GetVertexOfTriangle(*mesh, 0, V(1.0f, 0.5f, 0)), 1u);  // tie of 1 and 4
+    EXPECT_EQ(TarnelUtility::GetVertexOfTriangle(*mesh, 0, V(1.0f, 0.6f, 0)), 4u);
+    EXPECT_EQ(TarnelUtility::GetVertexOfTriangle(*mesh, 99, V(0, 0, 0)), kInvalid);
+    mesh->RemoveTriangle(0);
+    EXPECT_EQ(TarnelUtility::GetVertexOfTriangle(*mesh, 0, V(0, 0, 0)), kInvalid);
+}
+
+}  // namespace

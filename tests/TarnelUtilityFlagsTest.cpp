@@ -1,0 +1,192 @@
+#include "engine/OxmTnSurface.h"
+#include "support/EngineMeshes.h"
+#include "support/TarnelMeshes.h"
+#include "tarnel/TarnelUtility.h"
+
+#include <gtest/gtest.h>
+#include <tbb/global_control.h>
+
+namespace
+{
+
+using Quelm::Topology::OxmTnSurface;
+using Quelm::Topology::TarnelUtility;
+constexpr unsigned kInvalid = vsk::IMesh::InvalidID;
+
+TEST(FlagFaces, FalseSetsTrueClearsAndTheIndexWrapsAt32)
+{
+    auto mesh = test::makeTarnelGrid(2, 2);
+    TarnelUtility::FlagFaces(*mesh, {1, 4, 6}, 33, false);
+    for (unsigned t = 0; t < 8; ++t)
+        EXPECT_EQ(mesh->GetTriangleFlags(t), (t == 1 || t == 4 || t == 6) ? 2u : 0u) << t;
+    TarnelUtility::FlagFaces(*mesh, {4}, 1, true);
+    EXPECT_EQ(mesh->GetTriangleFlags(4), 0u);
+    EXPECT_EQ(mesh->GetTriangleFlags(6), 2u);
+    TarnelUtility::FlagFaces(*mesh, {}, 1, false);
+}
+
+TEST(FlagFaces, InvalidIdsAreReportedAndSkipped)
+{
+    auto mesh = test::makeTarnelGrid(1, 1);
+    mesh->RemoveTriangle(1);
+    test::AssertCapture capture;
+    TarnelUtility::FlagFaces(*mesh, {0, 1, kInvalid, 1000}, 31, false);  // one task: small list
+    EXPECT_EQ(capture.count(), 3u);
+    EXPECT_TRUE(capture.saw("m_vTriangles.isValid(tID)"));
+    EXPECT_EQ(mesh->GetTriangleFlags(0), 0x80000000u);
+}
+
+TEST(FlagFaces, LargeListOnManyThreadsMatchesOneThread)
+{
+    auto a = test::makeTarnelGrid(150, 150);
+    auto b = test::makeTarnelGrid(150, 150);
+    std::vector<unsigned> every3rd;
+    for (unsigned t = 0; t < a->GetMaxTriangleID(); t += 3)
+        every3rd.push_back(t);
+    {
+        tbb::global_control one(tbb::global_control::max_allowed_parallelism, 1);
+        TarnelUtility::FlagFaces(*a, every3rd, 9, false);
+    }
+    TarnelUtility::FlagFaces(*b, every3rd, 9, false);
+    for (unsigned t = 0; t < a->GetMaxTriangleID(); ++t)
+    {
+        ASSERT_EQ(a->HasTriangleFlag(t, 9), t % 3 == 0) << t;
+        ASSERT_EQ(a->GetTriangleFlags(t), b->GetTriangleFlags(t)) << t;
+    }
+}
+
+TEST(RemoveFacesWithFlag, RemovesFromTheGeometryAndKeepsLayerZeroInStep)
+{
+    boost::shared_ptr<OxmTnSurface> plain(new OxmTnSurface);
+    test::fillGrid(plain->getMesh(), 2, 1);
+    plain->getMesh().SetTriangleFlag(1, 4);
+    plain->getMesh().SetTriangleFlag(2, 4);
+    TarnelUtility::RemoveFacesWithFlag(OxmTnSurface::castUp(plain), 4);
+    EXPECT_EQ(test::liveTriangles(plain->getMesh()), (std::vector<unsigned>{0, 3}));
+    EXPECT_TRUE(test::isConsistent(plain->getMesh()));
+
+    boost::shared_ptr<OxmTnSurface> layered(new OxmTnSurface);
+    test::fillGrid(layered->getMesh(), 2, 1);
+    vsk::UVLayerMesh* layer = layered->AddUVLayer();
+    const unsigned uv = layer->AppendUV(vsk::Vector2f(0, 0));
+    const unsigned uv1 = layer->AppendUV(vsk::Vector2f(1, 0));
+    const unsigned uv2 = layer->AppendUV(vsk::Vector2f(0, 1));
+    for (unsigned t : {0u, 1u, 3u})  // triangle 2 has no UVs
+        layer->SetTriangle(t, uv, uv1, uv2);
+    for (unsigned t : {1u, 2u})
+        layered->getMesh().SetTriangleFlag(t, 4);
+    test::AssertCapture capture;
+    TarnelUtility::RemoveFacesWithFlag(OxmTnSurface::castUp(layered), 4);
+    EXPECT_EQ(capture.count(), 0u);
+    EXPECT_EQ(test::liveTriangles(layered->getMesh()), (std::vector<unsigned>{0, 3}));
+    EXPECT_TRUE(layer->IsTriangle(0));
+    EXPECT_FALSE(layer->IsTriangle(1));
+    EXPECT_TRUE(layer->IsTriangle(3));
+
+    TarnelUtility::RemoveFacesWithFlag(boost::shared_ptr<vsk::GSurface>(), 4);
+}
+
+TEST(NonManifoldFaces, BowTieFailsAndOrdinaryBoundaryPasses)
+{
+    auto bowTie = test::makeEngineBowTie();
+    EXPECT_TRUE(TarnelUtility::FindFacesConnectedToNonManifoldVertices(*bowTie, 0).empty());  // unflagged
+    bowTie->SetTriangleFlag(1, 0);
+    EXPECT_EQ(TarnelUtility::FindFacesConnectedToNonManifoldVertices(*bowTie, 0),
+              (std::unordered_set<unsigned>{1}));
+
+    auto grid = test::makeTarnelGrid(3, 3);
+    test::flagAll(*grid, 0);
+    EXPECT_TRUE(TarnelUtility::FindFacesConnectedToNonManifoldVertices(*grid, 0).empty());
+    EXPECT_EQ(TarnelUtility::RemoveFacesConnectedToNonManifoldVertices(*grid, 0, 5), 0u);
+    EXPECT_EQ(grid->GetTriangleCount(), 18u);
+}
+
+// The passes as documented: a full scan before each removal.
+size_t removeByFullScans(vsk::VFTriangleMesh& mesh, unsigned flag, unsigned maxIterations)
+{
+    size_t total = 0;
+    for (unsigned pass = 0;;)
+    {
+        const auto found = TarnelUtility::FindFacesConnectedToNonManifoldVertices(mesh, flag);
+        total += found.size();
+        for (unsigned t : found)
+            mesh.RemoveTriangle(t);
+        if (++pass > maxIterations || found.empty())
+            return total;
+    }
+}
+
+TEST(NonManifoldFaces, ZeroIterationsRunOnePassAndLaterPassesMatchFullScans)
+{
+    // A grid with a scatter of removed triangles has many pinch vertices, and removing the
+    // triangles around them creates more.
+    auto base = test::makeTarnelGrid(40, 40);
+    unsigned seed = 7;
+    for (unsigned t = 0; t < base->GetMaxTriangleID(); ++t)
+        if ((seed = seed * 1664525u + 1013904223u) >> 29 == 0)
+            base->RemoveTriangle(t);
+    test::flagAll(*base, 2);
+    for (unsigned t = 0; t < base->GetMaxTriangleID(); t += 7)
+        if (base->IsTriangle(t))
+            base->ClearTriangleFlag(t, 2);
+
+    const size_t firstPass = TarnelUtility::FindFacesConnectedToNonManifoldVertices(*base, 2).size();
+    ASSERT_GT(firstPass, 0u);
+    vsk::VFTriangleMesh probe(*base);
+    ASSERT_GT(removeByFullScans(probe, 2, 1000), firstPass);  // later passes do find more
+    for (unsigned maxIterations : {0u, 1u, 3u, 1000u})
+    {
+        vsk::VFTriangleMesh ours(*base), reference(*base);
+        const size_t removed =
+            TarnelUtility::RemoveFacesConnectedToNonManifoldVertices(ours, 2, maxIterations);
+        EXPECT_EQ(removed, removeByFullScans(reference, 2, maxIterations)) << maxIterations;
+        EXPECT_EQ(test::liveTriangles(ours), test::liveTriangles(reference)) << maxIterations;
+        EXPECT_TRUE(test::isConsistent(ours));
+        if (maxIterations == 0)
+        {
+            EXPECT_EQ(removed, firstPass);
+        }
+        if (maxIterations == 1000)
+        {
+            EXPECT_TRUE(TarnelUtility::FindFacesConnectedToNonManifoldVertices(ours, 2).empty());
+        }
+    }
+}
+
+TEST(TriangleQualityCheck, EquilateralPassesUnlessTheRatioLimitIsOne)
+{
+    vsk::VFTriangleMesh mesh;
+    mesh.AppendVertex(vsk::Vector3f(0, 0, 0));
+    mesh.AppendVertex(vsk::Vector3f(1, 0, 0));
+    mesh.AppendVertex(vsk::Vector3f(0.5f, 0.8660254f, 0));
+    mesh.AppendVertex(vsk::Vector3f(100, 0, 0));
+    mesh.AppendVertex(vsk::Vector3f(0.5f, 0, 0));
+    const unsigned equilateral = mesh.AppendTriangle(0, 1, 2);
+    const unsigned sliver = mesh.AppendTriangle(0, 3, 2);
+    const unsigned flat = mesh.AppendTriangle(0, 1, 4);  // three collinear corners
+    EXPECT_FALSE(TarnelUtility::TriangleQualityCheck(mesh, equilateral, 30, 120, 2));
+    EXPECT_TRUE(
+        TarnelUtility::TriangleQualityCheck(mesh, equilateral, 30, 120, 1));  // ratio == limit is poor
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, equilateral, 61, 120, 2));
+    // The sliver's angles are about 60, 0.5 and 119.5 degrees; its edge ratio is 100.
+    EXPECT_FALSE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 0.1f, 179, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 1, 179, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 0.1f, 119, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 0.1f, 179, 100));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, flat, 1, 180, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, 99, 0, 180, 1000));
+}
+
+TEST(TriangleQualityCheck, CoincidentCornersCountAsPoor)
+{
+    vsk::VFTriangleMesh mesh;
+    for (int k = 0; k < 3; ++k)
+        mesh.AppendVertex(vsk::Vector3f(1, 2, 3));
+    mesh.AppendVertex(vsk::Vector3f(5, 2, 3));
+    const unsigned point = mesh.AppendTriangle(0, 1, 2);   // ratio 0 / 0: NaN fails every test
+    const unsigned needle = mesh.AppendTriangle(0, 1, 3);  // a zero edge: infinite ratio
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, point, 0, 180, 1e30f));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, needle, 0, 180, 1e30f));
+}
+
+}  // namespace
