@@ -571,8 +571,8 @@ TEST(HostileFiles, EveryFormatRoundTripsThroughTheGuard)
 
 // OpenMesh's readers are process-wide singletons that keep per-file state in members (the OM
 // reader's chunk header and property name, the PLY reader's element list), so two reads at once
-// corrupt each other. Disabled until ReadMesh serialises its calls into the IO manager.
-TEST(ReadMeshConcurrency, DISABLED_ReadsFromManyThreadsAtOnce)
+// corrupt each other unless ReadMesh serialises its calls into the IO manager.
+TEST(ReadMeshConcurrency, ReadsFromManyThreadsAtOnce)
 {
     test::TempDir dir;
     auto grid = test::makeGrid(20, 20);
