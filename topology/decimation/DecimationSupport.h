@@ -97,6 +97,19 @@ inline void updateVertexNormalsParallel(DecimationMesh& mesh)
                       });
 }
 
+// Adds to `dst` a copy of vertex `vh` of `src`: point, normal, texture coordinate (when both
+// meshes have them) and quadric (zero when `src` has none). Flags are not copied.
+inline OpenMesh::VertexHandle copyVertex(const DecimationMesh& src, OpenMesh::VertexHandle vh,
+                                         DecimationMesh& dst, bool hasTexCoords, bool hasQuadrics)
+{
+    const auto added = dst.add_vertex(src.point(vh));
+    dst.set_normal(added, src.normal(vh));
+    if (hasTexCoords)
+        dst.set_texcoord2D(added, src.texcoord2D(vh));
+    dst.property(dst.quadricHandle, added) = hasQuadrics ? src.property(src.quadricHandle, vh) : Quadric();
+    return added;
+}
+
 // True when a face (v0, v1, v2) cannot be added because one of its directed edges already has a
 // face on that side (OpenMesh would refuse it as a complex edge, with a message).
 inline bool hasSidedEdge(const DecimationMesh& mesh, const OpenMesh::VertexHandle (&v)[3])

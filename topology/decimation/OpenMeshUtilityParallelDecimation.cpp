@@ -242,15 +242,7 @@ void OpenMeshUtility::mergePartitionMesh(Mesh& merged,
     const bool hasTextureIndex = cell.has_face_texture_index() && merged.has_face_texture_index();
 
     auto addVertex = [&](OpenMesh::VertexHandle vh)
-    {
-        const auto added = merged.add_vertex(cell.point(vh));
-        merged.set_normal(added, cell.normal(vh));
-        if (hasTexCoords)
-            merged.set_texcoord2D(added, cell.texcoord2D(vh));
-        merged.property(merged.quadricHandle, added) =
-            hasQuadrics ? cell.property(cell.quadricHandle, vh) : Quadric();
-        return added;
-    };
+    { return detail::copyVertex(cell, vh, merged, hasTexCoords, hasQuadrics); };
 
     std::vector<OpenMesh::VertexHandle> toMerged(cell.n_vertices());
     for (auto vh : cell.vertices())

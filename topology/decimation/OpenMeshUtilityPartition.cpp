@@ -152,12 +152,7 @@ void copyCorners(const Mesh& mesh, OpenMesh::FaceHandle src, Mesh& cell, OpenMes
     {
         if (k == 3)
             break;
-        const auto vh = cell.add_vertex(mesh.point(corner));
-        cell.set_normal(vh, mesh.normal(corner));
-        if (hasTexCoords)
-            cell.set_texcoord2D(vh, mesh.texcoord2D(corner));
-        cell.property(cell.quadricHandle, vh) =
-            hasQuadrics ? mesh.property(mesh.quadricHandle, corner) : Quadric();
+        const auto vh = detail::copyVertex(mesh, corner, cell, hasTexCoords, hasQuadrics);
         cell.status(vh).set_selected(false);
         v[k++] = vh;
     }
@@ -184,12 +179,7 @@ void buildCell(const Mesh& mesh, const OpenMeshPartition& record, bool coarseGri
     for (int local = 0; local < static_cast<int>(record.vertices.size()); ++local)
     {
         const OpenMesh::VertexHandle src(record.vertices[local]);
-        const auto vh = cell.add_vertex(mesh.point(src));
-        cell.set_normal(vh, mesh.normal(src));
-        if (hasTexCoords)
-            cell.set_texcoord2D(vh, mesh.texcoord2D(src));
-        cell.property(cell.quadricHandle, vh) =
-            hasQuadrics ? mesh.property(mesh.quadricHandle, src) : Quadric();
+        const auto vh = detail::copyVertex(mesh, src, cell, hasTexCoords, hasQuadrics);
         bool isMovable = true;
         if (coarseGrid)
         {
