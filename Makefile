@@ -42,7 +42,7 @@ bench: deps
 
 # ThreadSanitizer build of the suites that run parallel loops. A suite that exercises parallel
 # code joins by matching one of these patterns.
-TSAN_FILTER ?= MeshCounts*:BoundingBox*:SurfaceArea*:FlipUVs*:ToModel*:*Quadric*:Partition*:*Parallel*:CellDecimation*:SeamPass*:FlagFaces*:TrisBoundaryEdges*:MeshRegion*:*Concurrency*
+TSAN_FILTER ?= MeshCounts*:OwnMesh*:ColorPixels*:BoundingBox*:SurfaceArea*:FlipUVs*:ToModel*:*Quadric*:Partition*:*Parallel*:CellDecimation*:SeamPass*:FlagFaces*:TrisBoundaryEdges*:MeshRegion*:*Concurrency*
 test-tsan: deps
 	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQLM_SANITIZE=thread -DQLM_BUILD_TOOLS=OFF -DQLM_INSTALL=OFF
 	cmake --build build-tsan -j $(JOBS) --target qlm_tests
