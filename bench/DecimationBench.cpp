@@ -141,8 +141,8 @@ void compareDecimations(benchmark::State& state, const std::string& name)
     state.counters["par_extra_MiB"] = double(peak - std::min(peak, before)) / (1024.0 * 1024.0);
 }
 
-// Generated terrains always; the scans of the shared mesh folder when it is there
-// (QLM_BENCH_MESHES overrides the folder).
+// Generated terrains always; the scans of ../shared/meshes (seen from the repository root, where
+// `make bench` runs) when that folder is there. QLM_BENCH_MESHES overrides the folder.
 int registerDecimationBenchmarks()
 {
     for (const char* name : {"terrain100k", "terrain1M"})
@@ -152,7 +152,7 @@ int registerDecimationBenchmarks()
             ->UseManualTime()
             ->Unit(benchmark::kMillisecond);
     const char* folder = std::getenv("QLM_BENCH_MESHES");
-    const std::filesystem::path dir = folder ? folder : "/work/shared/meshes";
+    const std::filesystem::path dir = folder ? folder : "../shared/meshes";
     std::error_code ec;
     for (const auto& entry : std::filesystem::directory_iterator(dir, ec))
     {
