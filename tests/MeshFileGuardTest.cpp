@@ -193,7 +193,18 @@ TEST(MeshFileGuardOff, RefusesTruncatedFilesAndRunawayFaces)
     EXPECT_FALSE(accepts(replaced(kOff, "3 2 0 3", "4000000000 2 0 3"), ".off"));
     EXPECT_FALSE(accepts(replaced(kOff, "0 0 1\n", "0 nan 1\n"), ".off"));
     EXPECT_FALSE(accepts(replaced(kOff, "0 0 1\n", "0 1\n"), ".off"));
-    EXPECT_TRUE(accepts(replaced(kOff, "3 2 0 3", "3 2 0 -3"), ".off"));  // index left to the importer
+    // Faces are read as one stream of numbers, so a negative index or a leftover token could become
+    // the next face's corner count: refused.
+    EXPECT_FALSE(accepts(replaced(kOff, "3 2 0 3", "3 2 0 -3"), ".off"));
+    EXPECT_FALSE(accepts("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n0 1111111111111111111\n3 0 1 2\n", ".off"));
+    EXPECT_FALSE(accepts("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n-7\n", ".off"));     // trailing
+    EXPECT_TRUE(accepts("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2 255 0 0\n", ".off"));  // face colour
+    // Found by fuzzing: a zero-corner face followed by an overflowing number sized a 2 GB corner list.
+    EXPECT_FALSE(accepts(std::string("OFF\n4 4 0\n00 0 2\n3 1 2 1\n3 0 1 3\n3 1 02 0\n"
+                                     "1 0 0 11111111111111111111111111  1 10 0 8\n1 0 0\n0 1 0\n0 0 2\n0\n"
+                                     "1 0 0\n0\0\0\0 2 0 3\n",
+                                     122),
+                         ".off"));
     EXPECT_TRUE(accepts("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n" + polygon("", 1024, true).substr(1), ".off"));
     EXPECT_FALSE(accepts("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n" + polygon("", 1025, true).substr(1), ".off"));
 }

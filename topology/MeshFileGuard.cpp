@@ -336,6 +336,27 @@ bool checkObj(ByteSource& src)
 
 // --- OFF ----------------------------------------------------------------------------------------
 
+// True when `>>` into an integer reads `t` as a value in [0, limit]: its leading integer part
+// (sign and digits) is not negative and not above the limit. Tokens with no leading digits read
+// as a failed extraction (0), which stops the reader harmlessly.
+bool readsAsSmallCount(std::string_view t, uint64_t limit)
+{
+    size_t i = 0;
+    bool negative = false;
+    if (i < t.size() && (t[i] == '+' || t[i] == '-'))
+        negative = t[i++] == '-';
+    uint64_t value = 0;
+    bool hasDigits = false;
+    for (; i < t.size() && isDigit(t[i]); ++i)
+    {
+        hasDigits = true;
+        value = value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + static_cast<uint64_t>(t[i] - '0');
+    }
+    if (!hasDigits)
+        return true;
+    return value == 0 || (!negative && value <= limit);
+}
+
 // Next line holding anything but white space.
 bool contentLine(ByteSource& src, std::string_view& line)
 {
@@ -399,22 +420,32 @@ bool checkOff(ByteSource& src)
         if (n < vertexTokens)
             return false;
     }
-    for (uint64_t f = 0; f < faceCount; ++f)
+    // The reader takes the faces as one stream of numbers, not line by line: a token left over on
+    // a face line (after a face of no corners, or a colour) is read as the next face's corner
+    // count, which then sizes the corner list. So every token after the vertices must read, as an
+    // integer, as a count no larger than the vertex count or the corner limit: no negative and no
+    // overflowing integer part anywhere in the face section.
+    const uint64_t countLimit = std::max<uint64_t>(vertexCount, kMaxFaceCorners);
+    uint64_t facesSeen = 0;
+    while (contentLine(src, line))
     {
-        if (!contentLine(src, line))
-            return false;
         Tokens tokens(line);
         std::string_view token;
-        uint64_t corners = 0;
-        if (!tokens.next(token) || !parseUnsigned(token, corners) || corners > kMaxFaceCorners)
-            return false;
-        for (uint64_t c = 0; c < corners; ++c)
+        if (facesSeen < faceCount)
         {
-            if (!tokens.next(token) || !isInteger(token))
+            uint64_t corners = 0;
+            if (!tokens.next(token) || !parseUnsigned(token, corners) || corners > kMaxFaceCorners)
                 return false;
+            for (uint64_t c = 0; c < corners; ++c)
+                if (!tokens.next(token) || !isInteger(token) || !readsAsSmallCount(token, countLimit))
+                    return false;
+            ++facesSeen;
         }
+        while (tokens.next(token))
+            if (!readsAsSmallCount(token, countLimit))
+                return false;
     }
-    return true;
+    return facesSeen == faceCount;
 }
 
 // --- STL ----------------------------------------------------------------------------------------
