@@ -52,6 +52,8 @@ test-tsan: deps
 # libFuzzer targets (clang): ReadMesh on each format, under AddressSanitizer and UBSan, with
 # assertions on. `make fuzz-smoke FUZZ_SECONDS=600` fuzzes longer.
 FUZZ_SECONDS ?= 60
+# A fixed seed makes a smoke run repeatable; `make fuzz-smoke FUZZ_SEED=0` lets libFuzzer pick one.
+FUZZ_SEED ?= 1
 FUZZ_FORMATS = obj off ply stl om
 FUZZ_BUILD = build-fuzz
 fuzz: deps
@@ -69,7 +71,7 @@ fuzz-smoke: fuzz
 	@for f in $(FUZZ_FORMATS); do \
 		echo "fuzz-smoke: $$f, $(FUZZ_SECONDS) s"; \
 		mkdir -p $(FUZZ_BUILD)/findings/$$f; \
-		$(FUZZ_BUILD)/tests/fuzz/qlm_fuzz_$$f $(FUZZ_BUILD)/corpus/$$f -max_total_time=$(FUZZ_SECONDS) \
+		$(FUZZ_BUILD)/tests/fuzz/qlm_fuzz_$$f $(FUZZ_BUILD)/corpus/$$f -max_total_time=$(FUZZ_SECONDS) -seed=$(FUZZ_SEED) \
 			-timeout=10 -rss_limit_mb=2048 -max_len=16384 -print_final_stats=1 \
 			-artifact_prefix=$(FUZZ_BUILD)/findings/$$f/ 2> $(FUZZ_BUILD)/findings/$$f.log \
 			|| { tail -n 60 $(FUZZ_BUILD)/findings/$$f.log; exit 1; }; \
