@@ -57,7 +57,9 @@ std::string_view nextToken(std::string_view& rest)
     return token;
 }
 
-bool parseFloat(std::string_view token, float& value)
+// The whole token as a number (a leading '+' allowed, which from_chars refuses).
+template <typename T>
+bool parseNumber(std::string_view token, T& value)
 {
     if (!token.empty() && token.front() == '+')
         token.remove_prefix(1);
@@ -67,14 +69,14 @@ bool parseFloat(std::string_view token, float& value)
     return ec == std::errc() && end == token.data() + token.size();
 }
 
+bool parseFloat(std::string_view token, float& value)
+{
+    return parseNumber(token, value);
+}
+
 bool parseInt(std::string_view token, int64_t& value)
 {
-    if (!token.empty() && token.front() == '+')
-        token.remove_prefix(1);
-    if (token.empty())
-        return false;
-    const auto [end, ec] = std::from_chars(token.data(), token.data() + token.size(), value);
-    return ec == std::errc() && end == token.data() + token.size();
+    return parseNumber(token, value);
 }
 
 // OBJ indices are 1-based, or negative counting back from the last element read so far.
