@@ -205,6 +205,10 @@ TEST(MeshFileGuardOff, RefusesTruncatedFilesAndRunawayFaces)
                                      "1 0 0\n0\0\0\0 2 0 3\n",
                                      122),
                          ".off"));
+    // Found by fuzzing: one token holding two extractions, "0-1", made the next face's count -1.
+    EXPECT_FALSE(accepts("OFF\n3 3 0\n0 0 0\n1 0 0\n0 1 0\n1 2 0-1 0\n3 0 1 2\n", ".off"));
+    EXPECT_FALSE(accepts("OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n1 2 0+9999999\n3 0 1 2\n", ".off"));
+    EXPECT_TRUE(accepts("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2 0.5 0.5 0.25\n", ".off"));  // colour
     EXPECT_TRUE(accepts("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n" + polygon("", 1024, true).substr(1), ".off"));
     EXPECT_FALSE(accepts("OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n" + polygon("", 1025, true).substr(1), ".off"));
 }

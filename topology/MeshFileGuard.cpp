@@ -336,25 +336,28 @@ bool checkObj(ByteSource& src)
 
 // --- OFF ----------------------------------------------------------------------------------------
 
-// True when `>>` into an integer reads `t` as a value in [0, limit]: its leading integer part
-// (sign and digits) is not negative and not above the limit. Tokens with no leading digits read
-// as a failed extraction (0), which stops the reader harmlessly.
+// True when every `>>` into an integer that consumes `t` reads a value in [0, limit]. An
+// extraction takes a sign and digits and stops at the first other character, where the next
+// extraction starts: "0-1" reads as 0 and then -1. An extraction that finds no digits fails,
+// and a failed stream reads nothing more, so what follows it is harmless.
 bool readsAsSmallCount(std::string_view t, uint64_t limit)
 {
     size_t i = 0;
-    bool negative = false;
-    if (i < t.size() && (t[i] == '+' || t[i] == '-'))
-        negative = t[i++] == '-';
-    uint64_t value = 0;
-    bool hasDigits = false;
-    for (; i < t.size() && isDigit(t[i]); ++i)
+    while (i < t.size())
     {
-        hasDigits = true;
-        value = value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + static_cast<uint64_t>(t[i] - '0');
+        bool negative = false;
+        if (t[i] == '+' || t[i] == '-')
+            negative = t[i++] == '-';
+        uint64_t value = 0;
+        const size_t digitsBegin = i;
+        for (; i < t.size() && isDigit(t[i]); ++i)
+            value = value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + static_cast<uint64_t>(t[i] - '0');
+        if (i == digitsBegin)
+            return true;
+        if (value != 0 && (negative || value > limit))
+            return false;
     }
-    if (!hasDigits)
-        return true;
-    return value == 0 || (!negative && value <= limit);
+    return true;
 }
 
 // Next line holding anything but white space.

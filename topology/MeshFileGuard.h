@@ -18,9 +18,10 @@ namespace Quelm::Topology
 // - OFF: a first line other than [ST][C][N]OFF (so binary, 4-D and n-D files); a counts line not exactly
 //   three unsigned 32-bit integers; counts the remaining bytes cannot hold (2 bytes a number, 2 a face);
 //   fewer vertex or face lines than counted (truncation); a vertex line with too few or non-finite
-//   numbers; a face with more than 1024 corners or non-integer indices; after the vertices, any token
-//   whose integer part is negative or above both the vertex count and 1024 (the reader takes faces
-//   as one stream of numbers, so a leftover token becomes the next face's corner count).
+//   numbers; a face with more than 1024 corners or non-integer indices; after the vertices, any integer
+//   the reader would extract (a token like "0-1" holds two) that is negative or above both the vertex
+//   count and 1024 (the reader takes faces as one stream of numbers, so a leftover token becomes the
+//   next face's corner count).
 // - PLY: a first line other than "ply", a second other than "format ascii|binary_little_endian|
 //   binary_big_endian 1.0"; any header line that is not comment, obj_info, "element <name> <count>",
 //   "property <type> <name>", "property list <count type> <type> <name>" or "end_header" (extra tokens
