@@ -45,6 +45,76 @@ public:
     OxmOMTopologyT& operator=(OxmOMTopologyT&&) = default;
     ~OxmOMTopologyT() override = default;
 
+    using Base = OpenMesh::TriMesh_ArrayKernelT<Traits>;
+    using HalfedgeHandle = typename Base::HalfedgeHandle;
+    using VertexHandle = typename Base::VertexHandle;
+
+    // Whether collapsing `v0v1` (moving its from-vertex v0 onto its to-vertex v1) keeps the mesh a
+    // valid 2-manifold; the same answer as the kernel's check, which the decimaters call for every
+    // candidate and which dominates their run time. Refused: a deleted edge or end vertex; a side
+    // face whose two other edges are both on the boundary; a side vertex vl equal to the other
+    // side's vr (or no face on either side); two boundary vertices joined by an inner edge; a
+    // common neighbour of v0 and v1 other than vl and vr. Unlike the kernel's version it reads the
+    // mesh only (no tagged bits are written), so concurrent checks on one mesh are safe.
+    bool is_collapse_ok(HalfedgeHandle v0v1) const
+    {
+        if (!v0v1.is_valid() || this->status(this->edge_handle(v0v1)).deleted())
+            return false;
+        const HalfedgeHandle v1v0 = this->opposite_halfedge_handle(v0v1);
+        const VertexHandle v0 = this->to_vertex_handle(v1v0);
+        const VertexHandle v1 = this->to_vertex_handle(v0v1);
+        if (this->status(v0).deleted() || this->status(v1).deleted())
+            return false;
+
+        VertexHandle vl, vr;
+        if (!sideVertex(v0v1, vl) || !sideVertex(v1v0, vr) || vl == vr)
+            return false;
+        if (this->is_boundary(v0) && this->is_boundary(v1) && !this->is_boundary(v0v1) &&
+            !this->is_boundary(v1v0))
+            return false;
+
+        // Link condition: the one-rings of v0 and v1 share vl and vr only. Valences are small, so
+        // a pairwise scan beats marking.
+        for (const HalfedgeHandle h0 : this->voh_range(v0))
+        {
+            const VertexHandle n0 = this->to_vertex_handle(h0);
+            if (n0 == vl || n0 == vr)
+                continue;
+            for (const HalfedgeHandle h1 : this->voh_range(v1))
+                if (this->to_vertex_handle(h1) == n0)
+                    return false;
+        }
+        return true;
+    }
+
+    // The halfedge from `from` to `to`, or an invalid one; the kernel's answer without its
+    // per-step handle checks (the decimaters ask it for every candidate collapse).
+    OpenMesh::SmartHalfedgeHandle find_halfedge(VertexHandle from, VertexHandle to) const
+    {
+        if (from.is_valid() && to.is_valid())
+            for (const OpenMesh::SmartHalfedgeHandle h : this->voh_range(from))
+                if (h.to() == to)
+                    return h;
+        return OpenMesh::make_smart(HalfedgeHandle(), this);
+    }
+
+private:
+    // The third vertex of the face of `h` (invalid when `h` is a boundary halfedge). False when
+    // that face's other two edges both lie on the boundary: collapsing would leave a dangling face.
+    bool sideVertex(HalfedgeHandle h, VertexHandle& side) const
+    {
+        side = VertexHandle();
+        if (this->is_boundary(h))
+            return true;
+        const HalfedgeHandle h1 = this->next_halfedge_handle(h);
+        const HalfedgeHandle h2 = this->next_halfedge_handle(h1);
+        side = this->to_vertex_handle(h1);
+        return !(this->is_boundary(this->opposite_halfedge_handle(h1)) &&
+                 this->is_boundary(this->opposite_halfedge_handle(h2)));
+    }
+
+public:
+
     // "v:tangents", once AddRawMesh has met a raw mesh with tangents.
     OpenMesh::VPropHandleT<OpenMesh::Vec3f> tangentHandle;
     // "v:bitangents", likewise.
