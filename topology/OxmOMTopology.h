@@ -75,15 +75,23 @@ public:
 
         // Link condition: the one-rings of v0 and v1 share vl and vr only. Valences are small, so
         // a pairwise scan beats marking.
-        for (const HalfedgeHandle h0 : this->voh_range(v0))
+        const HalfedgeHandle start0 = this->halfedge_handle(v0), start1 = this->halfedge_handle(v1);
+        HalfedgeHandle h0 = start0;
+        do
         {
             const VertexHandle n0 = this->to_vertex_handle(h0);
-            if (n0 == vl || n0 == vr)
-                continue;
-            for (const HalfedgeHandle h1 : this->voh_range(v1))
-                if (this->to_vertex_handle(h1) == n0)
-                    return false;
-        }
+            if (n0 != vl && n0 != vr)
+            {
+                HalfedgeHandle h1 = start1;
+                do
+                {
+                    if (this->to_vertex_handle(h1) == n0)
+                        return false;
+                    h1 = this->cw_rotated_halfedge_handle(h1);
+                } while (h1 != start1);
+            }
+            h0 = this->cw_rotated_halfedge_handle(h0);
+        } while (h0 != start0);
         return true;
     }
 
