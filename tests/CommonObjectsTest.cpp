@@ -1,6 +1,5 @@
 #include "common/Box.h"
 #include "common/Matrix4.h"
-#include "common/Model.h"
 #include "common/RawMesh.h"
 #include "common/Util.h"
 #include "common/oxmvertex.h"
@@ -99,28 +98,4 @@ TEST(StringConversion, RoundTripsNonAsciiAndKeepsStrayBytes)
                                                "b")),
               std::wstring(L"a\u00ffb"));
     EXPECT_EQ(Util::ConvertToWchar(std::string("\xe6\xa8")), std::wstring(L"\u00e6\u00a8"));  // cut sequence
-}
-
-TEST(ModelRecord, NodesAndMaterials)
-{
-    auto node = std::make_shared<Node>(Index32, 15);
-    node->setName(L"Material_0");
-    node->rawMesh().pushBackPosition({1, 2, 3});
-    node->rawMesh().pushBackPosition({-1, 0, 5});
-    node->CalculateBoundingBox();
-    EXPECT_EQ(node->boundingBox().getMin(), Vector3<double>(-1, 0, 3));
-    EXPECT_EQ(node->type(), 15);
-    EXPECT_STREQ(node->name(), L"Material_0");
-
-    Model model;
-    model.children().push_back(node);
-    RawMaterial material;
-    EXPECT_STREQ(material.materialName(), L"");  // never null
-    material.materialName(L"wood");
-    material.setColors({1, 1, 1}, {0.5f, 0.5f, 0.5f}, {});
-    model.materials().push_back(material);
-    EXPECT_EQ(model.numChildren(), 1u);
-    EXPECT_EQ(model.materials().size(), 1u);
-    EXPECT_STREQ(model.materials().begin()->materialName(), L"wood");
-    EXPECT_EQ(model.materials().begin()->secondColor(), Color3(0.5f, 0.5f, 0.5f));
 }

@@ -1,6 +1,5 @@
 #include "engine/GSurface.h"
 
-#include "engine/Image.h"
 #include "engine/Material.h"
 #include "support/EngineMeshes.h"
 
@@ -117,22 +116,6 @@ TEST(Surface, CopyOwnsDeepCopiesOfMeshLayersAndSharesMaterials)
     EXPECT_EQ(copy.GetMaterialSet().FindMaterial(3), nullptr);
     copy = surface;  // assignment replaces the copy's own mesh
     EXPECT_TRUE(copy.GetMesh()->IsTriangle(0));
-}
-
-TEST(ImageRecords, ZeroFilledInterleavedRowsAndTextureChain)
-{
-    auto image = std::make_shared<vsk::Image>(4, 3, 3);
-    EXPECT_EQ(image->Buffer().size(), 36u);
-    EXPECT_EQ(std::count(image->Buffer().begin(), image->Buffer().end(), 0), 36);
-    image->GetPixel(2, 1)[1] = 200;
-    EXPECT_EQ(image->Buffer()[(4 * 1 + 2) * 3 + 1], 200);
-
-    auto texture = std::make_shared<vsk::Texture>(image);
-    vsk::Material material("wall");
-    EXPECT_EQ(material.GetTexture(), nullptr);
-    material.SetTexture(texture);
-    EXPECT_EQ(material.GetTexture()->GetImage(), image.get());
-    EXPECT_EQ(vsk::Texture().GetImage(), nullptr);
 }
 
 TEST(MeshAttributeSets, CreatedAndFoundByIndexAndReadZeroWhereUnset)

@@ -1,6 +1,7 @@
 #include "tools/GridCells.h"
 
 #include "support/TestMeshes.h"
+#include "topology/OpenMeshUtility.h"
 
 #include <gtest/gtest.h>
 
@@ -13,14 +14,7 @@ using Quelm::Tools::plannedGridPasses;
 
 Quelm::Objects::Box<float> boxOf(const test::Mesh& mesh)
 {
-    Quelm::Objects::Vector3<float> lo(1e30f, 1e30f, 1e30f), hi(-1e30f, -1e30f, -1e30f);
-    for (auto vh : mesh.vertices())
-    {
-        const auto& p = mesh.point(vh);
-        lo = {std::min(lo.x, p[0]), std::min(lo.y, p[1]), std::min(lo.z, p[2])};
-        hi = {std::max(hi.x, p[0]), std::max(hi.y, p[1]), std::max(hi.z, p[2])};
-    }
-    return Quelm::Objects::Box<float>(lo, hi);
+    return Quelm::Topology::OpenMeshUtility::ComputeBoundingBox(&mesh);
 }
 
 TEST(GridPasses, LevelGrowsWithTheLogOfTheFaceCountFromFive)

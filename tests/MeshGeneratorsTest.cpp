@@ -15,6 +15,7 @@ using Quelm::Tools::makeGeodesicSphere;
 using Quelm::Tools::makeTerrain;
 using Quelm::Tools::TerrainOptions;
 using Mesh = Quelm::Topology::TopologyMesh;
+using Quelm::Topology::OpenMeshUtility;
 
 size_t countBoundaryLoops(const Mesh& mesh)
 {
@@ -31,38 +32,10 @@ size_t countBoundaryLoops(const Mesh& mesh)
     return loops;
 }
 
-size_t countFaceComponents(const Mesh& mesh)
+// Connected pieces of the mesh (the generators leave no isolated vertex, checked below).
+size_t countComponents(const Mesh& mesh)
 {
-    std::vector<char> seen(mesh.n_faces(), 0);
-    size_t components = 0;
-    for (auto start : mesh.faces())
-    {
-        if (seen[size_t(start.idx())])
-            continue;
-        ++components;
-        std::vector<Mesh::FaceHandle> stack{start};
-        seen[size_t(start.idx())] = 1;
-        while (!stack.empty())
-        {
-            const auto fh = stack.back();
-            stack.pop_back();
-            for (auto next : mesh.ff_range(fh))
-                if (!seen[size_t(next.idx())])
-                {
-                    seen[size_t(next.idx())] = 1;
-                    stack.push_back(next);
-                }
-        }
-    }
-    return components;
-}
-
-bool allVerticesManifold(const Mesh& mesh)
-{
-    for (auto vh : mesh.vertices())
-        if (!mesh.is_manifold(vh))
-            return false;
-    return true;
+    return OpenMeshUtility::GetConnectedVertexComponents(&mesh).size();
 }
 
 TEST(GeodesicSphere, HasExactlyTwentyNSquaredFacesNearestTheRequest)
@@ -81,8 +54,8 @@ TEST(GeodesicSphere, IsClosedManifoldAndConnected)
         const auto v = long(mesh->n_vertices()), e = long(mesh->n_edges()), f = long(mesh->n_faces());
         EXPECT_EQ(v - e + f, 2) << faces;  // shared edge points are numbered once
         EXPECT_EQ(countBoundaryLoops(*mesh), 0u) << faces;
-        EXPECT_EQ(countFaceComponents(*mesh), 1u) << faces;
-        EXPECT_TRUE(allVerticesManifold(*mesh)) << faces;
+        EXPECT_EQ(countComponents(*mesh), 1u) << faces;
+        EXPECT_FALSE(OpenMeshUtility::HasNonManifoldVertices(*mesh)) << faces;
     }
 }
 
@@ -125,9 +98,9 @@ TEST(Terrain, ChartsAreSeparatePatchesWithOwnTextures)
     EXPECT_EQ(mesh->property(mapping).at(4), "texture_4.png");
     EXPECT_EQ(mesh->materialIndexMap.at("Material_8"), 8);
 
-    EXPECT_EQ(countFaceComponents(*mesh), 9u);
+    EXPECT_EQ(countComponents(*mesh), 9u);
     EXPECT_EQ(countBoundaryLoops(*mesh), 9u + 2u);  // one per chart, one per hole
-    EXPECT_TRUE(allVerticesManifold(*mesh));
+    EXPECT_FALSE(OpenMeshUtility::HasNonManifoldVertices(*mesh));
     for (auto vh : mesh->vertices())
         EXPECT_FALSE(mesh->is_isolated(vh));  // hole interiors get no vertices
 
@@ -146,21 +119,6 @@ TEST(Terrain, ChartsAreSeparatePatchesWithOwnTextures)
             EXPECT_EQ(mesh->texture_index(other), texture);
     }
     EXPECT_EQ(textures.size(), 9u);
-}
-
-// Model conversion reads the texture information back as it would its own: one node and one
-// textured material per chart.
-TEST(Terrain, ConvertsToAModelWithOneNodeAndMaterialPerChart)
-{
-    const auto mesh = makeTerrain(2000);
-    const auto model = Quelm::Topology::OpenMeshUtility::ToModel(mesh.get());
-    ASSERT_TRUE(model);
-    EXPECT_EQ(model->numChildren(), 9u);
-    std::set<std::wstring> tags;
-    for (const auto& material : model->materials())
-        tags.insert(material.textureTag());
-    EXPECT_EQ(tags.size(), 9u);
-    EXPECT_EQ(tags.count(L"texture_0.png"), 1u);
 }
 
 TEST(Terrain, IsDeterministicPerSeed)
@@ -196,7 +154,7 @@ TEST(Terrain, SmallGridsUseFewerChartsAndNoHoles)
     options.chartsPerSide = 5;
     const auto mesh = makeTerrain(8, options);  // 2 x 2 cells
     EXPECT_EQ(mesh->n_faces(), 8u);
-    EXPECT_EQ(countFaceComponents(*mesh), 4u);  // at most one chart per cell
+    EXPECT_EQ(countComponents(*mesh), 4u);  // at most one chart per cell
     EXPECT_EQ(countBoundaryLoops(*mesh), 4u);
 }
 

@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 #include <tbb/parallel_for.h>
 
-#include <cmath>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -31,37 +29,24 @@ std::string readFile(const std::filesystem::path& path)
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-template <class T>
-std::string bytesOf(const T& value)
-{
-    return std::string(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
-// Captures what is written to std::wcout while alive.
-class WcoutCapture
+// Captures what is written to a standard stream while alive. OpenMesh's error stream writes to
+// std::cerr by default (connecting a stream of our own would do too, but OpenMesh's disconnect
+// leaks its wrapper).
+template <class Text>
+class Capture
 {
 public:
-    WcoutCapture() : old_(std::wcout.rdbuf(text_.rdbuf())) {}
-    ~WcoutCapture() { std::wcout.rdbuf(old_); }
-    std::wstring text() const { return text_.str(); }
+    explicit Capture(std::basic_ostream<typename Text::char_type>& stream)
+        : stream_(stream), old_(stream.rdbuf(text_.rdbuf()))
+    {
+    }
+    ~Capture() { stream_.rdbuf(old_); }
+    auto text() const { return text_.str(); }
 
 private:
-    std::wstringstream text_;
-    std::wstreambuf* old_;
-};
-
-// Captures std::cerr, where OpenMesh's error stream writes by default, while alive. (Connecting
-// a stream of our own would do too, but OpenMesh's disconnect leaks its wrapper.)
-class CerrCapture
-{
-public:
-    CerrCapture() : old_(std::cerr.rdbuf(text_.rdbuf())) {}
-    ~CerrCapture() { std::cerr.rdbuf(old_); }
-    std::string text() const { return text_.str(); }
-
-private:
-    std::ostringstream text_;
-    std::streambuf* old_;
+    Text text_;
+    std::basic_ostream<typename Text::char_type>& stream_;
+    std::basic_streambuf<typename Text::char_type>* old_;
 };
 
 // Test meshes are built without normals, and OpenMesh leaves them uninitialised: files written
@@ -144,69 +129,10 @@ TEST_F(MeshFiles, UnreadablePathsGiveNull)
     }
 }
 
-TEST_F(MeshFiles, MalformedFilesGiveNullOrASaneMesh)
-{
-    // Each either fails or yields a mesh whose faces all reference live vertices.
-    const std::string plyHeader = "ply\nformat binary_little_endian 1.0\nelement vertex 3\n"
-                                  "property float x\nproperty float y\nproperty float z\n";
-    std::string threePoints;
-    for (float f : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
-        threePoints += bytesOf(f);
-    const std::string oneFace =
-        std::string(1, '\3') + bytesOf(int32_t(0)) + bytesOf(int32_t(1)) + bytesOf(int32_t(2));
-    std::string stlTooShort(80, 'x');
-    stlTooShort += bytesOf(uint32_t(1000000)) + std::string(50, '\0');
-
-    const std::pair<const char*, std::string> files[] = {
-        {"oob.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\nf 1 2 -7\nf 0 0 0\nf 1 2 3\n"},
-        {"nan.obj", "v nan 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n"},
-        {"junk.obj", "v 0 0\nf 1 2 3 4 5 6 -99999999999\nvt x y\nusemtl\n\x01\x02\xff\n"},
-        {"trunc.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n"},
-        {"oob.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n"},
-        {"oob.ply",
-         "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n"
-         "element face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n"
-         "3 0 1 5\n"},
-        {"moreFaces.ply", plyHeader +
-                              "element face 100000000\nproperty list uchar int vertex_indices\n"
-                              "end_header\n" +
-                              threePoints + oneFace},
-        {"trunc.stl", "solid x\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0"},
-        {"short.stl", stlTooShort},
-        {"garbage.om", std::string("OM\2") + std::string(200, '\xff')},
-    };
-    for (const auto& [name, bytes] : files)
-    {
-        writeFile(dir.file(name), bytes);
-        Read back(dir.wfile(name));
-        if (!back.mesh)
-            continue;
-        for (auto fh : back.mesh->faces())
-            for (auto vh : back.mesh->fv_range(fh))
-                EXPECT_LT(static_cast<size_t>(vh.idx()), back.mesh->n_vertices()) << name;
-        for (auto vh : back.mesh->vertices())
-            EXPECT_TRUE(std::isfinite(back.mesh->point(vh)[0])) << name;
-    }
-}
-
-TEST_F(MeshFiles, NonFiniteCoordinatesAreRefused)
-{
-    std::string body;
-    for (float f : {std::nanf(""), 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
-        body += bytesOf(f);
-    body += std::string(1, '\3') + bytesOf(int32_t(0)) + bytesOf(int32_t(1)) + bytesOf(int32_t(2));
-    writeFile(dir.file("nan.ply"),
-              "ply\nformat binary_little_endian 1.0\nelement vertex 3\nproperty float x\n"
-              "property float y\nproperty float z\nelement face 1\n"
-              "property list uchar int vertex_indices\nend_header\n" +
-                  body);
-    EXPECT_FALSE(Read(dir.wfile("nan.ply")).mesh);
-}
-
 TEST_F(MeshFiles, ReadingIsQuietAndLeavesTheHostsStreamsAsTheyWere)
 {
     writeFile(dir.file("bad.off"), "OFF\n3 2 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n3 0 0 1\n");
-    CerrCapture captured;
+    Capture<std::ostringstream> captured(std::cerr);
     ASSERT_TRUE(omerr().is_enabled());
     Read(dir.wfile("bad.off"));
     EXPECT_TRUE(omerr().is_enabled());
@@ -273,7 +199,7 @@ TEST_F(MeshFiles, UntexturedMeshIsCleanedBeforeWritingAndSaysSo)
 {
     auto bowTie = test::makeBowTie();
     bowTie->add_vertex({5, 5, 5});  // isolated
-    WcoutCapture out;
+    Capture<std::wostringstream> out(std::wcout);
     ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("bow.off").c_str(), bowTie.get(), false));
     EXPECT_EQ(out.text(), L"Removed 2 degenerate faces\n");
     EXPECT_EQ(OpenMeshUtility::GetFaceCount(*bowTie), 0u);  // the caller's mesh keeps the change
@@ -287,7 +213,7 @@ TEST_F(MeshFiles, TexturedMeshIsWrittenWithoutTheCleanUp)
 {
     auto bowTie = test::makeBowTie();
     bowTie->request_vertex_texcoords2D();
-    WcoutCapture out;
+    Capture<std::wostringstream> out(std::wcout);
     ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile("bow.obj").c_str(), bowTie.get(), false));
     EXPECT_EQ(out.text(), L"");
     EXPECT_EQ(OpenMeshUtility::GetFaceCount(*bowTie), 2u);

@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -51,6 +53,19 @@ std::unique_ptr<Mesh> makeEngineGrid(int nx, int ny, float spacing = 1.0f)
     return mesh;
 }
 
+// A mesh of the given points and corner triples, appended in order.
+template <class Mesh = VFTriangleMesh>
+std::unique_ptr<Mesh> makeEngineMesh(std::initializer_list<Vector3f> points,
+                                     std::initializer_list<std::array<unsigned, 3>> triangles)
+{
+    auto mesh = std::make_unique<Mesh>();
+    for (const Vector3f& p : points)
+        mesh->AppendVertex(p);
+    for (const auto& t : triangles)
+        mesh->AppendTriangle(t[0], t[1], t[2]);
+    return mesh;
+}
+
 // A fan of `n` triangles around vertex 0 (at the origin) over rim vertices 1..n on the unit
 // circle, counter-clockwise from +z; `closed` adds the last triangle (n, 1), making vertex 0
 // interior. Triangle k is (0, k + 1, k + 2).
@@ -61,10 +76,7 @@ std::unique_ptr<Mesh> makeEngineFan(int n, bool closed)
     mesh->AppendVertex(Vector3f(0, 0, 0));
     const int rim = closed ? n : n + 1;
     for (int k = 0; k < rim; ++k)
-    {
-        const float angle = 6.2831853f * float(k) / float(closed ? n : n + 1);
-        mesh->AppendVertex(Vector3f(std::cos(angle), std::sin(angle), 0.0f));
-    }
+        mesh->AppendVertex(Vector3f(std::cos(6.2831853f * k / rim), std::sin(6.2831853f * k / rim), 0.0f));
     for (int k = 0; k < n; ++k)
         mesh->AppendTriangle(0, 1 + k, 1 + (k + 1) % rim);
     return mesh;
@@ -74,47 +86,39 @@ std::unique_ptr<Mesh> makeEngineFan(int n, bool closed)
 template <class Mesh = VFTriangleMesh>
 std::unique_ptr<Mesh> makeEngineTetrahedron()
 {
-    auto mesh = std::make_unique<Mesh>();
-    mesh->AppendVertex(Vector3f(0, 0, 0));
-    mesh->AppendVertex(Vector3f(1, 0, 0));
-    mesh->AppendVertex(Vector3f(0, 1, 0));
-    mesh->AppendVertex(Vector3f(0, 0, 1));
-    mesh->AppendTriangle(0, 2, 1);
-    mesh->AppendTriangle(0, 1, 3);
-    mesh->AppendTriangle(1, 2, 3);
-    mesh->AppendTriangle(2, 0, 3);
-    return mesh;
+    return makeEngineMesh<Mesh>({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}},
+                                {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}});
 }
 
 // Two triangles meeting only at vertex 0 (a bow tie): 5 vertices, 4 boundary edges at vertex 0.
 template <class Mesh = VFTriangleMesh>
 std::unique_ptr<Mesh> makeEngineBowTie()
 {
-    auto mesh = std::make_unique<Mesh>();
-    mesh->AppendVertex(Vector3f(0, 0, 0));
-    mesh->AppendVertex(Vector3f(1, 0, 0));
-    mesh->AppendVertex(Vector3f(1, 1, 0));
-    mesh->AppendVertex(Vector3f(-1, 0, 0));
-    mesh->AppendVertex(Vector3f(-1, -1, 0));
-    mesh->AppendTriangle(0, 1, 2);
-    mesh->AppendTriangle(0, 3, 4);
-    return mesh;
+    return makeEngineMesh<Mesh>({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {-1, 0, 0}, {-1, -1, 0}},
+                                {{0, 1, 2}, {0, 3, 4}});
 }
 
 // Three triangles on the edge (0, 1): a non-manifold edge. Vertices 2, 3, 4 are the far corners.
 template <class Mesh = VFTriangleMesh>
 std::unique_ptr<Mesh> makeEngineBook()
 {
-    auto mesh = std::make_unique<Mesh>();
-    mesh->AppendVertex(Vector3f(0, 0, 0));
-    mesh->AppendVertex(Vector3f(1, 0, 0));
-    mesh->AppendVertex(Vector3f(0.5f, 1, 0));
-    mesh->AppendVertex(Vector3f(0.5f, -1, 0));
-    mesh->AppendVertex(Vector3f(0.5f, 0, 1));
-    mesh->AppendTriangle(0, 1, 2);
-    mesh->AppendTriangle(1, 0, 3);
-    mesh->AppendTriangle(0, 1, 4);
-    return mesh;
+    return makeEngineMesh<Mesh>({{0, 0, 0}, {1, 0, 0}, {0.5f, 1, 0}, {0.5f, -1, 0}, {0.5f, 0, 1}},
+                                {{0, 1, 2}, {1, 0, 3}, {0, 1, 4}});
+}
+
+// The triangles (or edges) listed at a vertex by its adjacency iterator, in iteration order.
+inline std::vector<unsigned> vertexList(const VFTriangleMesh& mesh, unsigned vID, bool edges)
+{
+    std::vector<unsigned> out;
+    VFTriangleMesh::VtxNbrItr itr(vID);
+    if (edges)
+        mesh.BeginVtxEdges(itr);
+    else
+        mesh.BeginVtxTriangles(itr);
+    for (unsigned x = edges ? mesh.GetNextVtxEdge(itr) : mesh.GetNextVtxTriangle(itr); x != IMesh::InvalidID;
+         x = edges ? mesh.GetNextVtxEdge(itr) : mesh.GetNextVtxTriangle(itr))
+        out.push_back(x);
+    return out;
 }
 
 // Checks every invariant of the engine mesh: reference counts, adjacency in both directions,
@@ -122,57 +126,38 @@ std::unique_ptr<Mesh> makeEngineBook()
 inline ::testing::AssertionResult isConsistent(const VFTriangleMesh& mesh)
 {
     std::ostringstream err;
-    auto has = [](const std::vector<unsigned>& list, unsigned x)
-    { return std::count(list.begin(), list.end(), x); };
-    auto collect = [&](unsigned vID, bool edges)
+    auto count = [](const auto& list, unsigned x) { return std::count(list.begin(), list.end(), x); };
+    auto corners = [&](unsigned t)
+    { return std::vector<unsigned>(mesh.GetTriangle(t), mesh.GetTriangle(t) + 3); };
+    auto edgeTriangles = [&](unsigned e, Index2i& ev)
     {
-        std::vector<unsigned> out;
-        VFTriangleMesh::VtxNbrItr itr(vID);
-        if (edges)
-        {
-            mesh.BeginVtxEdges(itr);
-            for (unsigned e = mesh.GetNextVtxEdge(itr); e != IMesh::InvalidID; e = mesh.GetNextVtxEdge(itr))
-                out.push_back(e);
-        }
-        else
-        {
-            mesh.BeginVtxTriangles(itr);
-            for (unsigned t = mesh.GetNextVtxTriangle(itr); t != IMesh::InvalidID;
-                 t = mesh.GetNextVtxTriangle(itr))
-                out.push_back(t);
-        }
-        return out;
+        const auto view = mesh.GetEdge(e, ev);
+        std::vector<unsigned> list;
+        for (size_t k = 0; k < view.size(); ++k)
+            list.push_back(view[k]);
+        return list;
     };
-
-    unsigned liveV = 0, liveT = 0, liveE = 0, corners = 0;
+    unsigned liveV = 0, liveT = 0, liveE = 0, cornerCount = 0;
     for (unsigned v = 0; v < mesh.GetMaxVertexID(); ++v)
     {
         if (!mesh.IsVertex(v))
             continue;
         ++liveV;
-        const auto tris = collect(v, false);
-        const auto edges = collect(v, true);
-        corners += static_cast<unsigned>(tris.size());
-        if (mesh.GetVertexRefCount(v) != static_cast<int>(tris.size()) + 1)
-            err << "vertex " << v << " count " << mesh.GetVertexRefCount(v) << " with " << tris.size()
-                << " triangles; ";
-        if (tris.size() != mesh.GetTriangleCount(v) || edges.size() != mesh.GetVertexEdgeCount(v))
-            err << "vertex " << v << " list sizes; ";
+        const auto tris = vertexList(mesh, v, false), edges = vertexList(mesh, v, true);
+        cornerCount += static_cast<unsigned>(tris.size());
+        if (mesh.GetVertexRefCount(v) != static_cast<int>(tris.size()) + 1 ||
+            tris.size() != mesh.GetTriangleCount(v) || edges.size() != mesh.GetVertexEdgeCount(v))
+            err << "vertex " << v << " count " << mesh.GetVertexRefCount(v) << " or list sizes; ";
         for (unsigned t : tris)
-            if (!mesh.IsTriangle(t) || has(tris, t) != 1 ||
-                !std::count(mesh.GetTriangle(t), mesh.GetTriangle(t) + 3, v))
+            if (!mesh.IsTriangle(t) || count(tris, t) != 1 || !count(corners(t), v))
                 err << "vertex " << v << " lists bad triangle " << t << "; ";
         for (unsigned e : edges)
         {
             Index2i ev;
-            if (!mesh.IsEdge(e) || has(edges, e) != 1)
-            {
+            if (mesh.IsEdge(e))
+                mesh.GetEdgeV(e, ev);
+            if (!mesh.IsEdge(e) || count(edges, e) != 1 || (ev[0] != v && ev[1] != v))
                 err << "vertex " << v << " lists bad edge " << e << "; ";
-                continue;
-            }
-            mesh.GetEdgeV(e, ev);
-            if (ev[0] != v && ev[1] != v)
-                err << "vertex " << v << " lists foreign edge " << e << "; ";
         }
     }
     for (unsigned t = 0; t < mesh.GetMaxTriangleID(); ++t)
@@ -180,27 +165,17 @@ inline ::testing::AssertionResult isConsistent(const VFTriangleMesh& mesh)
         if (!mesh.IsTriangle(t))
             continue;
         ++liveT;
-        Index3i tri;
-        mesh.GetTriangle(t, tri);
+        const auto tri = corners(t);
         if (tri[0] == tri[1] || tri[0] == tri[2] || tri[1] == tri[2])
             err << "triangle " << t << " repeats a corner; ";
         for (int j = 0; j < 3; ++j)
         {
-            if (!mesh.IsVertex(tri[j]) || has(collect(tri[j], false), t) != 1)
+            if (!mesh.IsVertex(tri[j]) || count(vertexList(mesh, tri[j], false), t) != 1)
                 err << "triangle " << t << " missing from vertex " << tri[j] << "; ";
             const unsigned e = mesh.FindEdge(tri[j], tri[(j + 1) % 3]);
             Index2i ev;
-            if (e == IMesh::InvalidID)
-            {
-                err << "triangle " << t << " has no edge " << j << "; ";
-                continue;
-            }
-            const auto list = mesh.GetEdge(e, ev);
-            size_t found = 0;
-            for (size_t k = 0; k < list.size(); ++k)
-                found += list[k] == t;
-            if (found != 1)
-                err << "edge " << e << " lists triangle " << t << " " << found << " times; ";
+            if (e == IMesh::InvalidID || count(edgeTriangles(e, ev), t) != 1)
+                err << "triangle " << t << " side " << j << " has no edge listing it once; ";
         }
     }
     for (unsigned e = 0; e < mesh.GetMaxEdgeID(); ++e)
@@ -209,18 +184,12 @@ inline ::testing::AssertionResult isConsistent(const VFTriangleMesh& mesh)
             continue;
         ++liveE;
         Index2i ev;
-        const auto list = mesh.GetEdge(e, ev);
-        if (list.empty())
-            err << "edge " << e << " has no triangle; ";
-        if (mesh.FindEdge(ev[0], ev[1]) != e || mesh.FindEdge(ev[1], ev[0]) != e)
-            err << "edge " << e << " not found from its ends; ";
-        for (size_t k = 0; k < list.size(); ++k)
-        {
-            const unsigned t = list[k];
-            if (!mesh.IsTriangle(t) || !std::count(mesh.GetTriangle(t), mesh.GetTriangle(t) + 3, ev[0]) ||
-                !std::count(mesh.GetTriangle(t), mesh.GetTriangle(t) + 3, ev[1]))
+        const auto list = edgeTriangles(e, ev);
+        if (list.empty() || mesh.FindEdge(ev[0], ev[1]) != e || mesh.FindEdge(ev[1], ev[0]) != e)
+            err << "edge " << e << " empty or not found from its ends; ";
+        for (unsigned t : list)
+            if (!mesh.IsTriangle(t) || !count(corners(t), ev[0]) || !count(corners(t), ev[1]))
                 err << "edge " << e << " lists bad triangle " << t << "; ";
-        }
         if ((list.size() > 2) != (mesh.GetNonManifoldEdges().count(e) == 1))
             err << "edge " << e << " non-manifold set mismatch; ";
     }
@@ -229,18 +198,16 @@ inline ::testing::AssertionResult isConsistent(const VFTriangleMesh& mesh)
             err << "non-manifold set holds dead edge " << e << "; ";
     if (liveV != mesh.GetVertexCount() || liveT != mesh.GetTriangleCount() || liveE != mesh.GetEdgeCount())
         err << "live counts differ; ";
-    if (corners != 3 * liveT)
-        err << "corner count " << corners << " != 3 x " << liveT << "; ";
+    if (cornerCount != 3 * liveT)
+        err << "corner count " << cornerCount << " != 3 x " << liveT << "; ";
     unsigned iterated = 0;
     for (unsigned t : mesh.Triangles())
         iterated += mesh.IsTriangle(t) ? 1 : 1000000;
     if (iterated != liveT)
         err << "triangle iterator yields " << iterated << "; ";
-
-    const std::string problems = err.str();
-    if (problems.empty())
+    if (err.str().empty())
         return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << problems;
+    return ::testing::AssertionFailure() << err.str();
 }
 
 // Collects engine assertion reports while alive and restores the previous handler after. Reports
@@ -248,11 +215,7 @@ inline ::testing::AssertionResult isConsistent(const VFTriangleMesh& mesh)
 class AssertCapture
 {
 public:
-    AssertCapture()
-    {
-        previous_ = vsk::SetAssertHandler(&AssertCapture::record);
-        reports().clear();
-    }
+    AssertCapture() : previous_(vsk::SetAssertHandler(&AssertCapture::record)) { reports().clear(); }
     ~AssertCapture() { vsk::SetAssertHandler(previous_); }
     AssertCapture(const AssertCapture&) = delete;
     AssertCapture& operator=(const AssertCapture&) = delete;
@@ -261,7 +224,7 @@ public:
     size_t count() const { return reports().size(); }
     bool saw(const std::string& message) const
     {
-        return std::find(reports().begin(), reports().end(), message) != reports().end();
+        return std::count(reports().begin(), reports().end(), message);
     }
     void clear() { reports().clear(); }
 
