@@ -56,11 +56,6 @@ std::shared_ptr<Node> node(const wchar_t* name, const RawMesh& raw, uint16_t typ
     return n;
 }
 
-const Node& nodeAt(const Model& model, size_t i)
-{
-    return dynamic_cast<const Node&>(*model.children()[i]);
-}
-
 // Nodes of a model by name (their order is not deterministic).
 std::map<std::wstring, const Node*> nodesByName(const Model& model)
 {
@@ -135,19 +130,15 @@ TEST(AddRawMesh, CopiesTangentFramesIntoNamedProperties)
         raw.pushBackBitangent(V3(0, 1, float(i)));
     }
     test::Mesh mesh;
-    EXPECT_FALSE(mesh.tangentHandle.is_valid());
     ASSERT_TRUE(OpenMeshUtility::AddRawMesh(&mesh, &raw, nullptr, nullptr, nullptr));
-    ASSERT_TRUE(mesh.tangentHandle.is_valid());
-    ASSERT_TRUE(mesh.bitangentHandle.is_valid());
-    OpenMesh::VPropHandleT<OpenMesh::Vec3f> byName;
-    ASSERT_TRUE(mesh.get_property_handle(byName, "v:tangents"));
-    EXPECT_EQ(byName, mesh.tangentHandle);
-    EXPECT_EQ(mesh.property(mesh.tangentHandle, OpenMesh::VertexHandle(3)), OpenMesh::Vec3f(1, 0, 3));
-    EXPECT_EQ(mesh.property(mesh.bitangentHandle, OpenMesh::VertexHandle(2)), OpenMesh::Vec3f(0, 1, 2));
-
-    // a second raw mesh reuses the same properties
-    ASSERT_TRUE(OpenMeshUtility::AddRawMesh(&mesh, &raw, nullptr, nullptr, nullptr));
-    EXPECT_EQ(mesh.property(mesh.tangentHandle, OpenMesh::VertexHandle(7)), OpenMesh::Vec3f(1, 0, 3));
+    ASSERT_TRUE(OpenMeshUtility::AddRawMesh(&mesh, &raw, nullptr, nullptr, nullptr));  // reuses them
+    OpenMesh::VPropHandleT<OpenMesh::Vec3f> tangents, bitangents;
+    ASSERT_TRUE(mesh.get_property_handle(tangents, "v:tangents"));
+    ASSERT_TRUE(mesh.get_property_handle(bitangents, "v:bitangents"));
+    EXPECT_EQ(tangents, mesh.tangentHandle);
+    EXPECT_EQ(bitangents, mesh.bitangentHandle);
+    EXPECT_EQ(mesh.property(tangents, OpenMesh::VertexHandle(7)), OpenMesh::Vec3f(1, 0, 3));
+    EXPECT_EQ(mesh.property(bitangents, OpenMesh::VertexHandle(2)), OpenMesh::Vec3f(0, 1, 2));
 }
 
 TEST(AddRawMesh, GivesMaterialsIndicesInOrderOfFirstAppearance)
@@ -238,8 +229,7 @@ TEST(ToModel, UntexturedMeshGivesOneNodeAndOneMaterial)
     ASSERT_EQ(model->materials().size(), 1u);
     EXPECT_STREQ(model->materials()[0].materialName(), L"Material_0");
     EXPECT_STREQ(model->materials()[0].textureTag(), L"");
-    const Node& n = nodeAt(*model, 0);
-    EXPECT_STREQ(n.name(), L"Material_0");
+    const Node& n = *nodesByName(*model).at(L"Material_0");
     EXPECT_EQ(n.type(), 15);
     EXPECT_EQ(n.rawMesh().indicesSize(), 3u * 11u);  // the deleted face is skipped
     EXPECT_EQ(n.rawMesh().positionsSize(), 12u);
@@ -317,8 +307,7 @@ TEST(ToModel, NodesAreTheSameWithOneThreadAndWithMany)
         serial = OpenMeshUtility::ToModel(mesh.get());
     }
     auto parallel = OpenMeshUtility::ToModel(mesh.get());
-    const auto a = nodesByName(*serial);
-    const auto b = nodesByName(*parallel);
+    const auto a = nodesByName(*serial), b = nodesByName(*parallel);
     ASSERT_EQ(a.size(), 12u);
     ASSERT_EQ(b.size(), 12u);
     for (const auto& [name, n] : a)
@@ -336,28 +325,23 @@ TEST(CreateRawMeshFromFaces, WeldsInOrderOfFirstMeetingAndAppends)
         mesh->set_color(vh, OpenMesh::Vec3uc(0, 0, 0));
     mesh->set_color(OpenMesh::VertexHandle(5), OpenMesh::Vec3uc(10, 20, 30));
     const std::vector<OpenMesh::FaceHandle> faces{OpenMesh::FaceHandle(3), OpenMesh::FaceHandle(1)};
-
     EXPECT_FALSE(OpenMeshUtility::CreateRawMeshFromFaces(nullptr, faces, nullptr));
     EXPECT_EQ(OpenMeshUtility::CreateRawMeshFromFaces(mesh.get(), {}), nullptr);
 
     std::unique_ptr<RawMesh> raw(OpenMeshUtility::CreateRawMeshFromFaces(mesh.get(), faces));
     ASSERT_TRUE(raw);
-    // face 3 circulates from its halfedge: the corners come out as a rotation of (1, 5, 4)
     ASSERT_EQ(raw->indicesSize(), 6u);
     EXPECT_EQ(raw->positionsSize(), 5u);  // vertex 4 is shared
     EXPECT_EQ(raw->vertexColorsSize(), 5u);
-    for (uint32_t i = 0; i < 3; ++i)
-        EXPECT_EQ(raw->indexAt(i), i);
-    std::vector<uint32_t> corners;
+    // Face 3's corners, in circulation order from its halfedge, become raw vertices 0, 1, 2.
     auto fv = mesh->cfv_iter(OpenMesh::FaceHandle(3));
-    for (int i = 0; i < 3; ++i, ++fv)
-        corners.push_back(static_cast<uint32_t>(fv->idx()));
-    for (uint32_t i = 0; i < 3; ++i)
+    for (uint32_t i = 0; i < 3; ++i, ++fv)
     {
-        const auto& p = mesh->point(OpenMesh::VertexHandle(static_cast<int>(corners[i])));
+        EXPECT_EQ(raw->indexAt(i), i);
+        const auto& p = mesh->point(*fv);
         EXPECT_EQ(raw->positionAt(i), V3(p[0], p[1], p[2]));
-        const uint32_t expected = corners[i] == 5 ? 0xFF0A141Eu : 0xFF000000u;  // alpha, red, green, blue
-        EXPECT_EQ(raw->vertexColorAt(i), expected);
+        EXPECT_EQ(raw->vertexColorAt(i),
+                  fv->idx() == 5 ? 0xFF0A141Eu : 0xFF000000u);  // alpha, red, green, blue
     }
 
     // a second call appends, numbering from the raw mesh's current size
@@ -392,8 +376,7 @@ TEST(CreateRawMeshFromFaces, KeepsUVSeamsAndSkipsHandlesOutsideTheMesh)
 TEST(ModelRoundTrip, SphereSurvivesFromModelOfToModel)
 {
     auto sphere = test::makeSphere(12, 16);
-    auto model = OpenMeshUtility::ToModel(sphere.get());
-    auto back = OpenMeshUtility::fromModel(model);
+    auto back = OpenMeshUtility::fromModel(OpenMeshUtility::ToModel(sphere.get()));
     ASSERT_TRUE(back);
     EXPECT_EQ(back->n_vertices(), sphere->n_vertices());
     EXPECT_EQ(back->n_faces(), sphere->n_faces());

@@ -1,5 +1,4 @@
 #include "support/EngineMeshes.h"
-#include "support/TarnelMeshes.h"
 #include "tarnel/TarnelUtility.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +22,7 @@ class TwoQuads : public ::testing::Test
 protected:
     void SetUp() override
     {
-        mesh = test::makeTarnelGrid(2, 1);
+        mesh = test::makeEngineGrid(2, 1);
         test::flagAll(*mesh, 3);
     }
     std::unique_ptr<vsk::VFTriangleMesh> mesh;
@@ -42,10 +41,8 @@ TEST(FindBoundariesWithFlag, ClosedMeshGivesTwoEmptyLists)
 
 TEST(FindBoundariesWithFlag, SingleTriangleLoopFollowsItsWindingAndItsBit)
 {
-    vsk::VFTriangleMesh mesh;
-    for (int k = 0; k < 3; ++k)
-        mesh.AppendVertex(vsk::Vector3f(float(k == 1), float(k == 2), 0));
-    mesh.AppendTriangle(0, 2, 1);
+    auto triangle = test::makeEngineMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 2, 1}});
+    auto& mesh = *triangle;
     PathList loops, paths;
     TarnelUtility::FindBoundariesWithFlag(mesh, 5, loops, paths);
     EXPECT_TRUE(loops.empty());
@@ -68,35 +65,29 @@ TEST_F(TwoQuads, FullyFlaggedLoopIsReportedOnceWithoutRepeatingItsStart)
     EXPECT_TRUE(paths.empty());
 }
 
-TEST_F(TwoQuads, OneUnflaggedEdgeWrapsTheRunAroundTheSeam)
+// Unflagged triangles cut the loop into runs of flagged edges: a run starts at the far vertex of
+// an unflagged edge and ends at the near vertex of the next one, wrapping around the loop's seam.
+TEST_F(TwoQuads, UnflaggedEdgesCutTheLoopIntoRuns)
 {
-    mesh->ClearTriangleFlag(3, 3);  // edge 5 -> 4, in the middle of the loop
-    TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
-    EXPECT_TRUE(loops.empty());
-    ASSERT_EQ(paths.size(), 1u);
-    EXPECT_EQ(paths[0], (Path{4, 3, 0, 1, 2, 5}));  // far vertex first, near vertex last
-}
-
-TEST_F(TwoQuads, UnflaggedFirstEdgeStartsTheRunAtItsFarVertex)
-{
-    mesh->ClearTriangleFlag(0, 3);  // edge 0 -> 1
-    TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
-    ASSERT_EQ(paths.size(), 1u);
-    EXPECT_EQ(paths[0], (Path{1, 2, 5, 4, 3, 0}));
-}
-
-TEST_F(TwoQuads, TwoUnflaggedEdgesGiveTwoRunsWithBothEnds)
-{
-    mesh->ClearTriangleFlag(0, 3);
-    mesh->ClearTriangleFlag(3, 3);
-    TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
-    EXPECT_TRUE(loops.empty());
-    EXPECT_EQ(paths, (PathList{{1, 2, 5}, {4, 3, 0}}));
+    const std::pair<std::vector<unsigned>, PathList> cases[] = {
+        {{3}, {{4, 3, 0, 1, 2, 5}}},  // edge 5 -> 4, in the middle of the loop
+        {{0}, {{1, 2, 5, 4, 3, 0}}},  // edge 0 -> 1, where the loop was seeded
+        {{0, 3}, {{1, 2, 5}, {4, 3, 0}}},
+    };
+    for (const auto& [cleared, runs] : cases)
+    {
+        test::flagAll(*mesh, 3);
+        for (unsigned t : cleared)
+            mesh->ClearTriangleFlag(t, 3);
+        TarnelUtility::FindBoundariesWithFlag(*mesh, 3, loops, paths);
+        EXPECT_TRUE(loops.empty());
+        EXPECT_EQ(paths, runs) << cleared.size() << " cleared";
+    }
 }
 
 TEST(FindBoundariesWithFlag, HoleGivesASecondLoopInSeedOrder)
 {
-    auto mesh = test::makeTarnelGrid(3, 3);
+    auto mesh = test::makeEngineGrid(3, 3);
     test::removeQuad(*mesh, 3, 1, 1);
     test::flagAll(*mesh, 0);
     PathList loops, paths;
@@ -147,7 +138,7 @@ TEST(FindBoundariesWithFlag, LoopsOfMoreThan100000EdgesAreDropped)
 
 TEST(GetBoundaryTrianglesWithFlag, ListsFlaggedBorderTrianglesAscendingAfterClearing)
 {
-    auto grid = test::makeTarnelGrid(3, 3);
+    auto grid = test::makeEngineGrid(3, 3);
     test::flagAll(*grid, 2);
     grid->ClearTriangleFlag(gridTriangle(3, 0, 0, 0), 2);
     std::vector<unsigned> triangles{777};
@@ -156,20 +147,15 @@ TEST(GetBoundaryTrianglesWithFlag, ListsFlaggedBorderTrianglesAscendingAfterClea
     EXPECT_EQ(triangles, (std::vector<unsigned>{1, 2, 4, 7, 10, 13, 15, 16, 17}));
 }
 
-// The 3 x 1 grid: vertices 0 1 2 3 / 4 5 6 7.
-TEST(ExtendBoundaryPath, StopsAtTheStopVertex)
-{
-    auto mesh = test::makeTarnelGrid(3, 1);
-    Path path{0, 1, 2};
-    TarnelUtility::ExtendBoundaryPath(*mesh, path, 7);
-    EXPECT_EQ(path, (Path{0, 1, 2, 3}));
-}
-
 TEST(ExtendBoundaryPath, StopsWhenTheFirstVertexIsMetAsANeighbour)
 {
-    // At vertex 5 the neighbour 0 is met across an interior edge, before the boundary edge to 4.
-    auto mesh = test::makeTarnelGrid(3, 1);
+    auto mesh = test::makeEngineGrid(3, 1);  // vertices 0 1 2 3 / 4 5 6 7
     Path path{0, 1, 2};
+    TarnelUtility::ExtendBoundaryPath(*mesh, path, 7);  // the stop vertex ends the walk
+    EXPECT_EQ(path, (Path{0, 1, 2, 3}));
+    // Without it: at vertex 5 the neighbour 0 is met across an interior edge, before the boundary
+    // edge to 4.
+    path = {0, 1, 2};
     TarnelUtility::ExtendBoundaryPath(*mesh, path, kInvalid);
     EXPECT_EQ(path, (Path{0, 1, 2, 3, 7, 6, 5}));
     // So a two-vertex path can only stay as it is: its last vertex neighbours its first.
@@ -214,48 +200,33 @@ TEST_F(TwoQuads, TrianglesAtPathEndsNeedBothEdges)
     EXPECT_EQ(TarnelUtility::GetTrianglesAtBoundaryPathEnds(*mesh, {0}), std::make_pair(kInvalid, kInvalid));
 }
 
-// The plain definition: every vertex pair of every path pair, in order.
+// The plain definition: the pair of paths with the nearest two vertices, the earlier pair on ties;
+// with skipAdjacent, pairs joined by an edge are passed over. Two paths are always (0, 1).
 std::pair<int, int> closestByDefinition(const vsk::VFTriangleMesh& mesh, const PathList& paths,
                                         bool skipAdjacent)
 {
-    if (paths.size() < 2)
-        return {-1, -1};
-    if (paths.size() == 2)
-        return {0, 1};
+    if (paths.size() < 3)
+        return paths.size() < 2 ? std::make_pair(-1, -1) : std::make_pair(0, 1);
     float best = FLT_MAX;
     std::pair<int, int> result(-1, -1);
     for (size_t i = 0; i < paths.size(); ++i)
         for (size_t j = i + 1; j < paths.size(); ++j)
         {
-            const float before = best;
-            const auto resultBefore = result;
-            bool disqualified = false;
+            float nearest = FLT_MAX;
+            bool adjacent = false;
             for (unsigned a : paths[i])
-            {
                 for (unsigned b : paths[j])
                 {
-                    if (skipAdjacent && mesh.FindEdge(a, b) != kInvalid)
-                    {
-                        disqualified = true;
-                        break;
-                    }
                     vsk::Vector3f pa, pb;
                     mesh.GetVertex(a, pa);
                     mesh.GetVertex(b, pb);
-                    const float d = (pa - pb).SquaredLength();
-                    if (d < best)
-                    {
-                        best = d;
-                        result = {int(i), int(j)};
-                    }
+                    nearest = std::min(nearest, (pa - pb).SquaredLength());
+                    adjacent = adjacent || mesh.FindEdge(a, b) != kInvalid;
                 }
-                if (disqualified)
-                    break;
-            }
-            if (disqualified)
+            if (nearest < best && !(skipAdjacent && adjacent))
             {
-                best = before;
-                result = resultBefore;
+                best = nearest;
+                result = {int(i), int(j)};
             }
         }
     return result;
@@ -263,7 +234,7 @@ std::pair<int, int> closestByDefinition(const vsk::VFTriangleMesh& mesh, const P
 
 TEST(GetClosestBoundaryPaths, FewPathsAndAdjacency)
 {
-    auto mesh = test::makeTarnelGrid(6, 1);
+    auto mesh = test::makeEngineGrid(6, 1);
     EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, {{0}}, true), std::make_pair(-1, -1));
     EXPECT_EQ(TarnelUtility::GetClosestBoundaryPaths(*mesh, {{0}, {0}}, true), std::make_pair(0, 1));
     // Paths 1 and 2 are joined by the edge (3, 4), paths 2 and 3 by the diagonal (4, 12); without
@@ -278,7 +249,7 @@ TEST(GetClosestBoundaryPaths, FewPathsAndAdjacency)
 TEST(GetClosestBoundaryPaths, MatchesTheDefinitionOnManyPaths)
 {
     const int nx = 30;
-    auto mesh = test::makeTarnelGrid(nx, nx);
+    auto mesh = test::makeEngineGrid(nx, nx);
     unsigned seed = 12345;
     auto next = [&] { return seed = seed * 1103515245u + 12345u, (seed >> 8) % 961u; };
     for (int round = 0; round < 20; ++round)

@@ -1,6 +1,5 @@
 #include "engine/OxmTnSurface.h"
 #include "support/EngineMeshes.h"
-#include "support/TarnelMeshes.h"
 #include "tarnel/TarnelUtility.h"
 
 #include <gtest/gtest.h>

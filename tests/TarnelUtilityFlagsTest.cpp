@@ -1,6 +1,5 @@
 #include "engine/OxmTnSurface.h"
 #include "support/EngineMeshes.h"
-#include "support/TarnelMeshes.h"
 #include "tarnel/TarnelUtility.h"
 
 #include <gtest/gtest.h>
@@ -15,7 +14,7 @@ constexpr unsigned kInvalid = vsk::IMesh::InvalidID;
 
 TEST(FlagFaces, FalseSetsTrueClearsAndTheIndexWrapsAt32)
 {
-    auto mesh = test::makeTarnelGrid(2, 2);
+    auto mesh = test::makeEngineGrid(2, 2);
     TarnelUtility::FlagFaces(*mesh, {1, 4, 6}, 33, false);
     for (unsigned t = 0; t < 8; ++t)
         EXPECT_EQ(mesh->GetTriangleFlags(t), (t == 1 || t == 4 || t == 6) ? 2u : 0u) << t;
@@ -27,7 +26,7 @@ TEST(FlagFaces, FalseSetsTrueClearsAndTheIndexWrapsAt32)
 
 TEST(FlagFaces, InvalidIdsAreReportedAndSkipped)
 {
-    auto mesh = test::makeTarnelGrid(1, 1);
+    auto mesh = test::makeEngineGrid(1, 1);
     mesh->RemoveTriangle(1);
     test::AssertCapture capture;
     TarnelUtility::FlagFaces(*mesh, {0, 1, kInvalid, 1000}, 31, false);  // one task: small list
@@ -38,8 +37,8 @@ TEST(FlagFaces, InvalidIdsAreReportedAndSkipped)
 
 TEST(FlagFaces, LargeListOnManyThreadsMatchesOneThread)
 {
-    auto a = test::makeTarnelGrid(150, 150);
-    auto b = test::makeTarnelGrid(150, 150);
+    auto a = test::makeEngineGrid(150, 150);
+    auto b = test::makeEngineGrid(150, 150);
     std::vector<unsigned> every3rd;
     for (unsigned t = 0; t < a->GetMaxTriangleID(); t += 3)
         every3rd.push_back(t);
@@ -94,7 +93,7 @@ TEST(NonManifoldFaces, BowTieFailsAndOrdinaryBoundaryPasses)
     EXPECT_EQ(TarnelUtility::FindFacesConnectedToNonManifoldVertices(*bowTie, 0),
               (std::unordered_set<unsigned>{1}));
 
-    auto grid = test::makeTarnelGrid(3, 3);
+    auto grid = test::makeEngineGrid(3, 3);
     test::flagAll(*grid, 0);
     EXPECT_TRUE(TarnelUtility::FindFacesConnectedToNonManifoldVertices(*grid, 0).empty());
     EXPECT_EQ(TarnelUtility::RemoveFacesConnectedToNonManifoldVertices(*grid, 0, 5), 0u);
@@ -120,7 +119,7 @@ TEST(NonManifoldFaces, ZeroIterationsRunOnePassAndLaterPassesMatchFullScans)
 {
     // A grid with a scatter of removed triangles has many pinch vertices, and removing the
     // triangles around them creates more.
-    auto base = test::makeTarnelGrid(40, 40);
+    auto base = test::makeEngineGrid(40, 40);
     unsigned seed = 7;
     for (unsigned t = 0; t < base->GetMaxTriangleID(); ++t)
         if ((seed = seed * 1664525u + 1013904223u) >> 29 == 0)

@@ -1,5 +1,4 @@
 #include "support/EngineMeshes.h"
-#include "support/TarnelMeshes.h"
 #include "tarnel/TarnelUtility.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +12,7 @@ using PathList = TarnelUtility::PathList;
 
 TEST(RemoveNonManifoldPaths, ClosedChecksTheClosingEdgeAndOpenDoesNot)
 {
-    auto mesh = test::makeTarnelGrid(2, 1);  // vertices 0 1 2 / 3 4 5
+    auto mesh = test::makeEngineGrid(2, 1);  // vertices 0 1 2 / 3 4 5
     PathList paths{{0, 1, 2}, {0, 1, 4}};
     TarnelUtility::RemoveNonManifoldPaths(*mesh, paths, false);
     EXPECT_EQ(paths.size(), 2u);
@@ -44,7 +43,7 @@ class TwoRegions : public ::testing::Test
 protected:
     void SetUp() override
     {
-        mesh = test::makeTarnelGrid(5, 1);
+        mesh = test::makeEngineGrid(5, 1);
         for (unsigned tID : {0u, 1u, 8u, 9u})
             mesh->SetTriangleFlag(tID, kFlag);
     }
@@ -98,7 +97,7 @@ namespace
 // Paths and ID sets from a caller can hold anything: none of this may crash or trip the engine.
 TEST(GarbageIds, AreSkippedWithoutEngineReports)
 {
-    auto mesh = test::makeTarnelGrid(3, 3);
+    auto mesh = test::makeEngineGrid(3, 3);
     test::flagAll(*mesh, 0);
     mesh->RemoveTriangle(4);
     const unsigned bad = vsk::IMesh::InvalidID, far = 500000000u;

@@ -1,5 +1,4 @@
 #include "support/EngineMeshes.h"
-#include "support/TarnelMeshes.h"
 #include "tarnel/TarnelUtility.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +24,7 @@ std::set<unsigned> sorted(const Set& s)
 
 TEST(TriangleSelection, SeedIsAddedOnlyWhenReachedBackFromAFlaggedNeighbour)
 {
-    auto mesh = test::makeTarnelGrid(2, 2);
+    auto mesh = test::makeEngineGrid(2, 2);
     std::set<unsigned> selection;
     TarnelUtility::GetConnectedSelection(*mesh, 0, selection, 1);  // nothing flagged
     EXPECT_TRUE(selection.empty());
@@ -45,7 +44,7 @@ TEST(TriangleSelection, SeedIsAddedOnlyWhenReachedBackFromAFlaggedNeighbour)
 
 TEST(TriangleSelection, SelectedInvalidAndRemovedSeedsChangeNothing)
 {
-    auto mesh = test::makeTarnelGrid(2, 2);
+    auto mesh = test::makeEngineGrid(2, 2);
     test::flagAll(*mesh, 0);
     std::set<unsigned> selection{3};
     TarnelUtility::GetConnectedSelection(*mesh, 3, selection, 0);
@@ -61,7 +60,7 @@ TEST(TriangleSelection, SelectedInvalidAndRemovedSeedsChangeNothing)
 
 TEST(VertexSelection, SeedIsAlwaysAddedAndFloodCrossesAnyEdge)
 {
-    auto mesh = test::makeTarnelGrid(4, 1);  // vertices 0..4 / 5..9
+    auto mesh = test::makeEngineGrid(4, 1);  // vertices 0..4 / 5..9
     USet selection;
     TarnelUtility::GetConnectedSelection(*mesh, 2, selection, 4);
     EXPECT_EQ(sorted(selection), (std::set<unsigned>{2}));
@@ -78,54 +77,26 @@ TEST(VertexSelection, SeedIsAlwaysAddedAndFloodCrossesAnyEdge)
     EXPECT_EQ(sorted(selection), (std::set<unsigned>{0, 3, 4, 5, 6, 8, 9}));
 }
 
-// The floods written out plainly, one set lookup per test, for comparison.
-void triangleFloodByDefinition(const vsk::VFTriangleMesh& mesh, unsigned seed, std::set<unsigned>& selection,
-                               unsigned flag)
+// The floods written out plainly, for comparison: breadth first from the seed, a neighbour that is
+// not selected joins when `joins` says so. The vertex flood adds its seed at once; the triangle
+// flood only when a flagged neighbour reaches back to it.
+template <class Set, class Neighbours, class Joins>
+void floodByDefinition(unsigned seed, Set& selection, bool addSeed, Neighbours neighbours, Joins joins)
 {
     if (seed == kInvalid || selection.count(seed))
         return;
+    if (addSeed)
+        selection.insert(seed);
     std::set<unsigned> visited;
     std::vector<unsigned> queue{seed};
     for (size_t head = 0; head < queue.size(); ++head)
-    {
-        const unsigned t = queue[head];
-        if (!visited.insert(t).second)
-            continue;
-        vsk::Index3i n;
-        mesh.GetTriNeighbourTris(t, n);
-        for (int j = 0; j < 3; ++j)
-            if (n[j] != kInvalid && !selection.count(n[j]) && mesh.HasTriangleFlag(n[j], flag))
-            {
-                selection.insert(n[j]);
-                queue.push_back(n[j]);
-            }
-    }
-}
-
-void vertexFloodByDefinition(const vsk::VFTriangleMesh& mesh, unsigned seed, USet& selection, unsigned flag)
-{
-    if (seed == kInvalid || selection.count(seed))
-        return;
-    selection.insert(seed);
-    std::vector<unsigned> queue{seed};
-    for (size_t head = 0; head < queue.size(); ++head)
-    {
-        vsk::VFTriangleMesh::VtxNbrItr itr(queue[head]);
-        mesh.BeginVtxEdges(itr);
-        for (unsigned w = mesh.GetNextVtxNbr(itr); w != kInvalid; w = mesh.GetNextVtxNbr(itr))
-        {
-            if (selection.count(w))
-                continue;
-            std::vector<unsigned> around;
-            mesh.GetVertexTriangles(w, around);
-            if (std::any_of(around.begin(), around.end(),
-                            [&](unsigned t) { return mesh.HasTriangleFlag(t, flag); }))
-            {
-                selection.insert(w);
-                queue.push_back(w);
-            }
-        }
-    }
+        if (visited.insert(queue[head]).second)
+            for (unsigned n : neighbours(queue[head]))
+                if (n != kInvalid && !selection.count(n) && joins(n))
+                {
+                    selection.insert(n);
+                    queue.push_back(n);
+                }
 }
 
 TEST(Floods, MatchThePlainDefinitionWithScatteredFlagsAndPriorSelections)
@@ -136,6 +107,19 @@ TEST(Floods, MatchThePlainDefinitionWithScatteredFlagsAndPriorSelections)
     for (unsigned t : mesh->Triangles())
         if (next() % 10 < 6)
             mesh->SetTriangleFlag(t, 5);
+    auto flagged = [&](unsigned t) { return mesh->HasTriangleFlag(t, 5); };
+    auto touchesFlagged = [&](unsigned v)
+    {
+        const auto around = test::vertexList(*mesh, v, false);
+        return std::any_of(around.begin(), around.end(), flagged);
+    };
+    auto triangleNeighbours = [&](unsigned t)
+    {
+        vsk::Index3i n;
+        mesh->GetTriNeighbourTris(t, n);
+        return std::vector<unsigned>{n[0], n[1], n[2]};
+    };
+    auto vertexNeighbours = [&](unsigned v) { return test::vertexNeighbours(*mesh, v); };
     for (int round = 0; round < 10; ++round)
     {
         std::set<unsigned> ours, reference;
@@ -151,17 +135,17 @@ TEST(Floods, MatchThePlainDefinitionWithScatteredFlagsAndPriorSelections)
         const unsigned tSeed = next() % mesh->GetMaxTriangleID(), vSeed = next() % mesh->GetMaxVertexID();
         TarnelUtility::GetConnectedSelection(*mesh, tSeed, ours, 5);
         if (mesh->IsTriangle(tSeed))
-            triangleFloodByDefinition(*mesh, tSeed, reference, 5);
+            floodByDefinition(tSeed, reference, false, triangleNeighbours, flagged);
         EXPECT_EQ(ours, reference) << round;
         TarnelUtility::GetConnectedSelection(*mesh, vSeed, oursV, 5);
-        vertexFloodByDefinition(*mesh, vSeed, referenceV, 5);
+        floodByDefinition(vSeed, referenceV, true, vertexNeighbours, touchesFlagged);
         EXPECT_EQ(sorted(oursV), sorted(referenceV)) << round;
     }
 }
 
 TEST(OneRings, VertexRingsAndTriangleRingsAddOrReplaceAsDocumented)
 {
-    auto mesh = test::makeTarnelGrid(2, 2);  // centre vertex 4 has six triangles
+    auto mesh = test::makeEngineGrid(2, 2);  // centre vertex 4 has six triangles
     std::set<unsigned> triangles{100};
     TarnelUtility::GetVOneRings(*mesh, {4, kInvalid, 0}, triangles);
     EXPECT_EQ(triangles, (std::set<unsigned>{0, 1, 3, 4, 6, 7, 100}));
@@ -183,7 +167,7 @@ TEST(OneRings, VertexRingsAndTriangleRingsAddOrReplaceAsDocumented)
 
 TEST(TrisBoundaryEdges, MeshBoundaryEdgeStopsTheTriangle)
 {
-    auto mesh = test::makeTarnelGrid(2, 1);  // triangles 0 (0,1,4), 1 (0,4,3), 2 (1,2,5), 3 (1,5,4)
+    auto mesh = test::makeEngineGrid(2, 1);  // triangles 0 (0,1,4), 1 (0,4,3), 2 (1,2,5), 3 (1,5,4)
     CSet tris{0}, outside, edges;
     TarnelUtility::TrisBoundaryEdges(*mesh, tris, outside, edges);
     // (0, 1) is on the mesh boundary and comes first: (1, 4) to triangle 3 is never looked at.
@@ -221,7 +205,7 @@ TEST(TrisBoundaryEdges, SameResultOnOneThreadAndOnMany)
 TEST(IncludeTriangleWithTwoNeighbour, SinglesCountForLaterNeighbours)
 {
     // 3 x 1 grid: its triangles form the chain 1 - 0 - 3 - 2 - 5 - 4 across shared edges.
-    auto mesh = test::makeTarnelGrid(3, 1);
+    auto mesh = test::makeEngineGrid(3, 1);
     const std::set<unsigned> selection{0, 5};
     std::set<unsigned> tris{0, 5}, singles, include;
     TarnelUtility::IncludeTriangleWithTwoNeighbour(*mesh, tris, selection, singles, include);
@@ -246,7 +230,7 @@ TEST(RemoveFlippedTriangle, ReportsTrianglesWithExactlyOneNeighbour)
     TarnelUtility::RemoveFlippedTriangle(lone, tris, {}, found);
     EXPECT_TRUE(found.empty());
 
-    auto mesh = test::makeTarnelGrid(2, 2);
+    auto mesh = test::makeEngineGrid(2, 2);
     std::set<unsigned> all{0, 1, 2, 3, 4, 5, 6, 7, kInvalid};
     TarnelUtility::RemoveFlippedTriangle(*mesh, all, {}, found);
     // The triangles in the two corners the diagonals do not reach have one neighbour each.
@@ -255,7 +239,7 @@ TEST(RemoveFlippedTriangle, ReportsTrianglesWithExactlyOneNeighbour)
 
 TEST(CheckAndFixManifoldBoundaries, PinchPointGetsItsWholeFan)
 {
-    auto mesh = test::makeTarnelGrid(2, 2);
+    auto mesh = test::makeEngineGrid(2, 2);
     // Quads (0, 0) and (1, 1) touch only at the centre vertex 4: the selection's border is pinched.
     std::set<unsigned> selection{0, 1, 6, 7};
     TarnelUtility::CheckAndFixManifoldBoundariesInSelection(*mesh, selection);

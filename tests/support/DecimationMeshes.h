@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/TestMeshes.h"
 #include "topology/OxmOMTopology.h"
 
 #include <cmath>
@@ -16,29 +17,18 @@ namespace test
 using DecimationMesh = Quelm::Topology::OxmOMTopologyT<Quelm::Topology::MyTraits>;
 
 // An nx x ny height field over [0, nx] x [0, ny]: gentle hills plus seeded noise of amplitude
-// `noise`. 2 nx ny faces, open border, counter-clockwise seen from +z.
+// `noise` on the grid of TestMeshes.h (2 nx ny faces, open border, counter-clockwise from +z).
 inline std::unique_ptr<DecimationMesh> makeTerrain(int nx, int ny, float noise = 0.05f, uint32_t seed = 7)
 {
-    auto mesh = std::make_unique<DecimationMesh>();
+    auto mesh = makeGrid(nx, ny);
     std::mt19937 rng(seed);
     std::uniform_real_distribution<float> jitter(-noise, noise);
-    mesh->reserve(size_t(nx + 1) * size_t(ny + 1), size_t(3) * nx * ny + nx + ny, size_t(2) * nx * ny);
-    std::vector<DecimationMesh::VertexHandle> vh;
-    vh.reserve(size_t(nx + 1) * size_t(ny + 1));
-    for (int j = 0; j <= ny; ++j)
-        for (int i = 0; i <= nx; ++i)
-        {
-            const float x = float(i), y = float(j);
-            const float z = 3.0f * std::sin(x * 0.05f) * std::cos(y * 0.04f) + jitter(rng);
-            vh.push_back(mesh->add_vertex(DecimationMesh::Point(x, y, z)));
-        }
-    auto at = [&](int i, int j) { return vh[size_t(j) * (nx + 1) + i]; };
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i)
-        {
-            mesh->add_face(at(i, j), at(i + 1, j), at(i + 1, j + 1));
-            mesh->add_face(at(i, j), at(i + 1, j + 1), at(i, j + 1));
-        }
+    for (auto vh : mesh->vertices())  // row by row, as the grid was built
+    {
+        auto p = mesh->point(vh);
+        p[2] = 3.0f * std::sin(p[0] * 0.05f) * std::cos(p[1] * 0.04f) + jitter(rng);
+        mesh->set_point(vh, p);
+    }
     return mesh;
 }
 
@@ -73,11 +63,11 @@ inline bool allInside(const DecimationMesh& mesh, const DecimationMesh::Point& l
 // True when the mesh holds no deleted element (it was garbage-collected).
 inline bool isCompact(const DecimationMesh& mesh)
 {
-    for (size_t i = 0; i < mesh.n_vertices(); ++i)
-        if (mesh.status(DecimationMesh::VertexHandle(int(i))).deleted())
+    for (auto vh : mesh.all_vertices())
+        if (mesh.status(vh).deleted())
             return false;
-    for (size_t i = 0; i < mesh.n_faces(); ++i)
-        if (mesh.status(DecimationMesh::FaceHandle(int(i))).deleted())
+    for (auto fh : mesh.all_faces())
+        if (mesh.status(fh).deleted())
             return false;
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "engine/EngineAssert.h"
 #include "engine/VFTriangleMesh.h"
+#include "support/TarnelMeshes.h"
 
 #include <gtest/gtest.h>
 
@@ -25,33 +26,6 @@ using vsk::Index2i;
 using vsk::Index3i;
 using vsk::Vector3f;
 using vsk::VFTriangleMesh;
-
-// Fills `mesh` with an nx x ny grid of unit quads in z = 0, each split along its diagonal into
-// (i,j)(i+1,j)(i+1,j+1) and (i,j)(i+1,j+1)(i,j+1): vertex (i, j) gets ID j * (nx + 1) + i,
-// quad (i, j) triangles 2 (j * nx + i) and 2 (j * nx + i) + 1, counter-clockwise seen from +z.
-template <class Mesh>
-void fillGrid(Mesh& mesh, int nx, int ny, float spacing = 1.0f)
-{
-    const unsigned base = mesh.GetMaxVertexID();
-    for (int j = 0; j <= ny; ++j)
-        for (int i = 0; i <= nx; ++i)
-            mesh.AppendVertex(Vector3f(i * spacing, j * spacing, 0.0f));
-    auto at = [&](int i, int j) { return base + static_cast<unsigned>(j * (nx + 1) + i); };
-    for (int j = 0; j < ny; ++j)
-        for (int i = 0; i < nx; ++i)
-        {
-            mesh.AppendTriangle(at(i, j), at(i + 1, j), at(i + 1, j + 1));
-            mesh.AppendTriangle(at(i, j), at(i + 1, j + 1), at(i, j + 1));
-        }
-}
-
-template <class Mesh = VFTriangleMesh>
-std::unique_ptr<Mesh> makeEngineGrid(int nx, int ny, float spacing = 1.0f)
-{
-    auto mesh = std::make_unique<Mesh>();
-    fillGrid(*mesh, nx, ny, spacing);
-    return mesh;
-}
 
 // A mesh of the given points and corner triples, appended in order.
 template <class Mesh = VFTriangleMesh>
@@ -119,6 +93,17 @@ inline std::vector<unsigned> vertexList(const VFTriangleMesh& mesh, unsigned vID
          x = edges ? mesh.GetNextVtxEdge(itr) : mesh.GetNextVtxTriangle(itr))
         out.push_back(x);
     return out;
+}
+
+// The one-ring neighbours of a vertex, in the order of its edge list.
+inline std::vector<unsigned> vertexNeighbours(const VFTriangleMesh& mesh, unsigned vID)
+{
+    std::vector<unsigned> nbrs;
+    VFTriangleMesh::VtxNbrItr itr(vID);
+    mesh.BeginVtxEdges(itr);
+    for (unsigned v = mesh.GetNextVtxNbr(itr); v != IMesh::InvalidID; v = mesh.GetNextVtxNbr(itr))
+        nbrs.push_back(v);
+    return nbrs;
 }
 
 // Checks every invariant of the engine mesh: reference counts, adjacency in both directions,

@@ -5,9 +5,9 @@
 #include <memory>
 #include <vector>
 
-// Engine meshes with holes and flag helpers for the boundary and selection tests and benchmarks.
-// Grids follow the layout of EngineMeshes.h: vertex (i, j) has ID j * (nx + 1) + i and quad (i, j)
-// holds triangles 2 (j * nx + i) = (i,j)(i+1,j)(i+1,j+1) and 2 (j * nx + i) + 1 = (i,j)(i+1,j+1)(i,j+1).
+// Engine grids, grids with holes and flag helpers for the tests and the benchmarks (no test
+// framework here). Vertex (i, j) of an nx x ny grid has ID j * (nx + 1) + i; quad (i, j) holds
+// triangles 2 (j * nx + i) = (i,j)(i+1,j)(i+1,j+1) and 2 (j * nx + i) + 1 = (i,j)(i+1,j+1)(i,j+1).
 namespace test
 {
 
@@ -21,21 +21,29 @@ inline unsigned gridTriangle(int nx, int i, int j, int half)
     return static_cast<unsigned>(2 * (j * nx + i) + half);
 }
 
-// An nx x ny grid of unit quads in z = 0, counter-clockwise seen from +z.
-inline std::unique_ptr<vsk::VFTriangleMesh> makeTarnelGrid(int nx, int ny)
+// Appends an nx x ny grid of quads in z = 0, counter-clockwise seen from +z, numbered as above
+// from the mesh's current maximum vertex ID.
+template <class Mesh>
+void fillGrid(Mesh& mesh, int nx, int ny, float spacing = 1.0f)
 {
-    auto mesh = std::make_unique<vsk::VFTriangleMesh>();
+    const unsigned base = mesh.GetMaxVertexID();
     for (int j = 0; j <= ny; ++j)
         for (int i = 0; i <= nx; ++i)
-            mesh->AppendVertex(vsk::Vector3f(float(i), float(j), 0.0f));
+            mesh.AppendVertex(vsk::Vector3f(i * spacing, j * spacing, 0.0f));
+    auto at = [&](int i, int j) { return base + gridVertex(nx, i, j); };
     for (int j = 0; j < ny; ++j)
         for (int i = 0; i < nx; ++i)
         {
-            mesh->AppendTriangle(gridVertex(nx, i, j), gridVertex(nx, i + 1, j),
-                                 gridVertex(nx, i + 1, j + 1));
-            mesh->AppendTriangle(gridVertex(nx, i, j), gridVertex(nx, i + 1, j + 1),
-                                 gridVertex(nx, i, j + 1));
+            mesh.AppendTriangle(at(i, j), at(i + 1, j), at(i + 1, j + 1));
+            mesh.AppendTriangle(at(i, j), at(i + 1, j + 1), at(i, j + 1));
         }
+}
+
+template <class Mesh = vsk::VFTriangleMesh>
+std::unique_ptr<Mesh> makeEngineGrid(int nx, int ny, float spacing = 1.0f)
+{
+    auto mesh = std::make_unique<Mesh>();
+    fillGrid(*mesh, nx, ny, spacing);
     return mesh;
 }
 
@@ -50,7 +58,7 @@ inline void removeQuad(vsk::VFTriangleMesh& mesh, int nx, int i, int j)
 // 2 x 2 quads on a regular lattice, away from the border and from each other.
 inline std::unique_ptr<vsk::VFTriangleMesh> makeHoleyGrid(int side, int holes)
 {
-    auto mesh = makeTarnelGrid(side, side);
+    auto mesh = makeEngineGrid(side, side);
     int perRow = 1;
     while ((perRow + 1) * (perRow + 1) <= holes)
         ++perRow;
@@ -64,29 +72,20 @@ inline std::unique_ptr<vsk::VFTriangleMesh> makeHoleyGrid(int side, int holes)
 }
 
 // A strip of `count` triangles between a bottom and a top row of vertices: count + 2 vertices,
-// count + 2 boundary edges forming one loop.
+// count + 2 boundary edges forming one loop. Vertex k is at the bottom for even k.
 inline std::unique_ptr<vsk::VFTriangleMesh> makeStrip(unsigned count)
 {
     auto mesh = std::make_unique<vsk::VFTriangleMesh>();
     for (unsigned k = 0; k < count + 2; ++k)
         mesh->AppendVertex(vsk::Vector3f(float(k / 2), float(k % 2), 0.0f));
-    for (unsigned k = 0; k < count; ++k)
-    {
-        // vertex k is at the bottom for even k; keep every triangle counter-clockwise
-        if (k % 2 == 0)
-            mesh->AppendTriangle(k, k + 2, k + 1);
-        else
-            mesh->AppendTriangle(k, k + 1, k + 2);
-    }
+    for (unsigned k = 0; k < count; ++k)  // every triangle counter-clockwise
+        mesh->AppendTriangle(k, k % 2 ? k + 1 : k + 2, k % 2 ? k + 2 : k + 1);
     return mesh;
 }
 
 inline std::vector<unsigned> liveTriangles(const vsk::VFTriangleMesh& mesh)
 {
-    std::vector<unsigned> ids;
-    for (unsigned tID : mesh.Triangles())
-        ids.push_back(tID);
-    return ids;
+    return std::vector<unsigned>(mesh.BeginTriangles(), mesh.EndTriangles());
 }
 
 inline void flagAll(vsk::VFTriangleMesh& mesh, unsigned flag)
