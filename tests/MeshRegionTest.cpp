@@ -28,7 +28,6 @@ TEST(MeshRegion, HoldsEachIdOnceAndCanBeRefilledAfterClear)
     EXPECT_TRUE(region.empty());
     region.addF(7);
     region.addF(7);
-    EXPECT_EQ(region.Size(), 1);
     region.addF(0xFFFFFFFFu);
     EXPECT_EQ(region.Size(), 2);
     region.clear();
@@ -46,43 +45,29 @@ TEST(MeshRegion, FacesAppendsWithoutClearing)
     std::vector<unsigned> out = {42, 43};
     region.Faces(out);
     ASSERT_EQ(out.size(), 4u);
-    EXPECT_EQ(out[0], 42u);
-    EXPECT_EQ(out[1], 43u);
     std::sort(out.begin() + 2, out.end());
-    EXPECT_EQ(out[2], 1u);
-    EXPECT_EQ(out[3], 2u);
-
-    const auto copy = region.Faces();
-    EXPECT_EQ(copy.size(), 2u);
-    EXPECT_EQ(copy.count(2), 1u);
+    EXPECT_EQ(out, std::vector<unsigned>({42, 43, 1, 2}));
+    EXPECT_EQ(region.Faces().size(), 2u);
 }
 
+// The assignments are the region's own (the copy and move constructors are the set's).
 TEST(MeshRegion, CopiesAreIndependentAndMovesTakeOver)
 {
-    MeshRegion a;
+    MeshRegion a, c, e;
     a.addF(1);
     a.addF(2);
-    MeshRegion b(a);
-    b.addF(3);
-    EXPECT_EQ(a.Size(), 2);
-    EXPECT_EQ(b.Size(), 3);
-
-    MeshRegion c;
     c.addF(99);
-    c = b;
-    EXPECT_EQ(sortedFaces(c), std::vector<unsigned>({1, 2, 3}));
+    c = a;
+    a.addF(3);
+    EXPECT_EQ(sortedFaces(c), std::vector<unsigned>({1, 2}));
     c = c;  // self-assignment keeps the contents
-    EXPECT_EQ(c.Size(), 3);
-
-    MeshRegion d(std::move(c));
-    EXPECT_EQ(d.Size(), 3);
-    MeshRegion e;
+    EXPECT_EQ(c.Size(), 2);
     e.addF(100);
-    e = std::move(d);
-    EXPECT_EQ(sortedFaces(e), std::vector<unsigned>({1, 2, 3}));  // 100 released
+    e = std::move(c);
+    EXPECT_EQ(sortedFaces(e), std::vector<unsigned>({1, 2}));  // 100 released
     MeshRegion& alias = e;
     e = std::move(alias);
-    EXPECT_EQ(e.Size(), 3);
+    EXPECT_EQ(e.Size(), 2);
 }
 
 TEST(MeshRegion, ConcurrentAddFromAParallelLoopKeepsEveryIdOnce)

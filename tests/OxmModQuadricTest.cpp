@@ -30,8 +30,6 @@ TEST(OxmModQuadric, StartsAsTheDocumentedPriorityModule)
     EXPECT_EQ(module.name(), "OxmQuadric");
     EXPECT_FALSE(module.is_binary());
     EXPECT_EQ(module.max_err, 1.7976931348623157e308);
-    EXPECT_FALSE(module.keep_quadrics);
-    EXPECT_TRUE(module.recompute_quadrics);
     EXPECT_TRUE(mesh->quadricHandle.is_valid());  // created by the constructor
     OpenMesh::VPropHandleT<Quadric> byName;
     EXPECT_TRUE(mesh->get_property_handle(byName, "<vprop>"));

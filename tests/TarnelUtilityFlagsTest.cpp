@@ -15,24 +15,18 @@ constexpr unsigned kInvalid = vsk::IMesh::InvalidID;
 TEST(FlagFaces, FalseSetsTrueClearsAndTheIndexWrapsAt32)
 {
     auto mesh = test::makeEngineGrid(2, 2);
-    TarnelUtility::FlagFaces(*mesh, {1, 4, 6}, 33, false);
-    for (unsigned t = 0; t < 8; ++t)
-        EXPECT_EQ(mesh->GetTriangleFlags(t), (t == 1 || t == 4 || t == 6) ? 2u : 0u) << t;
-    TarnelUtility::FlagFaces(*mesh, {4}, 1, true);
-    EXPECT_EQ(mesh->GetTriangleFlags(4), 0u);
-    EXPECT_EQ(mesh->GetTriangleFlags(6), 2u);
-    TarnelUtility::FlagFaces(*mesh, {}, 1, false);
-}
-
-TEST(FlagFaces, InvalidIdsAreReportedAndSkipped)
-{
-    auto mesh = test::makeEngineGrid(1, 1);
-    mesh->RemoveTriangle(1);
-    test::AssertCapture capture;
-    TarnelUtility::FlagFaces(*mesh, {0, 1, kInvalid, 1000}, 31, false);  // one task: small list
+    mesh->RemoveTriangle(7);
+    test::AssertCapture capture;  // bad IDs are reported by the mesh and skipped
+    TarnelUtility::FlagFaces(*mesh, {1, 4, 6, 7, kInvalid, 1000}, 33, false);
     EXPECT_EQ(capture.count(), 3u);
     EXPECT_TRUE(capture.saw("m_vTriangles.isValid(tID)"));
-    EXPECT_EQ(mesh->GetTriangleFlags(0), 0x80000000u);
+    for (unsigned t = 0; t < 7; ++t)
+        EXPECT_EQ(mesh->GetTriangleFlags(t), (t == 1 || t == 4 || t == 6) ? 2u : 0u) << t;
+    TarnelUtility::FlagFaces(*mesh, {4}, 1, true);
+    TarnelUtility::FlagFaces(*mesh, {6}, 31, false);
+    EXPECT_EQ(mesh->GetTriangleFlags(4), 0u);
+    EXPECT_EQ(mesh->GetTriangleFlags(6), 0x80000002u);
+    TarnelUtility::FlagFaces(*mesh, {}, 1, false);
 }
 
 TEST(FlagFaces, LargeListOnManyThreadsMatchesOneThread)
@@ -56,32 +50,28 @@ TEST(FlagFaces, LargeListOnManyThreadsMatchesOneThread)
 
 TEST(RemoveFacesWithFlag, RemovesFromTheGeometryAndKeepsLayerZeroInStep)
 {
-    boost::shared_ptr<OxmTnSurface> plain(new OxmTnSurface);
-    test::fillGrid(plain->getMesh(), 2, 1);
-    plain->getMesh().SetTriangleFlag(1, 4);
-    plain->getMesh().SetTriangleFlag(2, 4);
-    TarnelUtility::RemoveFacesWithFlag(OxmTnSurface::castUp(plain), 4);
-    EXPECT_EQ(test::liveTriangles(plain->getMesh()), (std::vector<unsigned>{0, 3}));
-    EXPECT_TRUE(test::isConsistent(plain->getMesh()));
-
-    boost::shared_ptr<OxmTnSurface> layered(new OxmTnSurface);
-    test::fillGrid(layered->getMesh(), 2, 1);
-    vsk::UVLayerMesh* layer = layered->AddUVLayer();
-    const unsigned uv = layer->AppendUV(vsk::Vector2f(0, 0));
-    const unsigned uv1 = layer->AppendUV(vsk::Vector2f(1, 0));
-    const unsigned uv2 = layer->AppendUV(vsk::Vector2f(0, 1));
-    for (unsigned t : {0u, 1u, 3u})  // triangle 2 has no UVs
-        layer->SetTriangle(t, uv, uv1, uv2);
-    for (unsigned t : {1u, 2u})
-        layered->getMesh().SetTriangleFlag(t, 4);
-    test::AssertCapture capture;
-    TarnelUtility::RemoveFacesWithFlag(OxmTnSurface::castUp(layered), 4);
-    EXPECT_EQ(capture.count(), 0u);
-    EXPECT_EQ(test::liveTriangles(layered->getMesh()), (std::vector<unsigned>{0, 3}));
-    EXPECT_TRUE(layer->IsTriangle(0));
-    EXPECT_FALSE(layer->IsTriangle(1));
-    EXPECT_TRUE(layer->IsTriangle(3));
-
+    for (bool layered : {false, true})
+    {
+        boost::shared_ptr<OxmTnSurface> surface(new OxmTnSurface);
+        test::fillGrid(surface->getMesh(), 2, 1);
+        vsk::UVLayerMesh* layer = layered ? surface->AddUVLayer() : nullptr;
+        if (layer)
+        {
+            const unsigned a = layer->AppendUV({0, 0}), b = layer->AppendUV({1, 0}),
+                           c = layer->AppendUV({0, 1});
+            for (unsigned t : {0u, 1u, 3u})  // triangle 2 has no UVs
+                layer->SetTriangle(t, a, b, c);
+        }
+        surface->getMesh().SetTriangleFlag(1, 4);
+        surface->getMesh().SetTriangleFlag(2, 4);
+        test::AssertCapture capture;
+        TarnelUtility::RemoveFacesWithFlag(OxmTnSurface::castUp(surface), 4);
+        EXPECT_EQ(capture.count(), 0u);
+        EXPECT_EQ(test::liveTriangles(surface->getMesh()), (std::vector<unsigned>{0, 3}));
+        EXPECT_TRUE(test::isConsistent(surface->getMesh()));
+        for (unsigned t : {0u, 1u, 3u})
+            EXPECT_EQ(layer && layer->IsTriangle(t), layered && t != 1) << t;
+    }
     TarnelUtility::RemoveFacesWithFlag(boost::shared_ptr<vsk::GSurface>(), 4);
 }
 
@@ -152,40 +142,31 @@ TEST(NonManifoldFaces, ZeroIterationsRunOnePassAndLaterPassesMatchFullScans)
     }
 }
 
+// Poor (true) unless shortest angle >= minAngle, longest <= maxAngle and edge ratio < maxRatio.
 TEST(TriangleQualityCheck, EquilateralPassesUnlessTheRatioLimitIsOne)
 {
-    vsk::VFTriangleMesh mesh;
-    mesh.AppendVertex(vsk::Vector3f(0, 0, 0));
-    mesh.AppendVertex(vsk::Vector3f(1, 0, 0));
-    mesh.AppendVertex(vsk::Vector3f(0.5f, 0.8660254f, 0));
-    mesh.AppendVertex(vsk::Vector3f(100, 0, 0));
-    mesh.AppendVertex(vsk::Vector3f(0.5f, 0, 0));
-    const unsigned equilateral = mesh.AppendTriangle(0, 1, 2);
-    const unsigned sliver = mesh.AppendTriangle(0, 3, 2);
-    const unsigned flat = mesh.AppendTriangle(0, 1, 4);  // three collinear corners
-    EXPECT_FALSE(TarnelUtility::TriangleQualityCheck(mesh, equilateral, 30, 120, 2));
+    auto mesh = test::makeEngineMesh({{0, 0, 0}, {1, 0, 0}, {0.5f, 0.8660254f, 0}, {100, 0, 0}, {0.5f, 0, 0}},
+                                     {{0, 1, 2}, {0, 3, 2}, {0, 1, 4}});
+    const unsigned equilateral = 0, sliver = 1, flat = 2;  // flat: three collinear corners
+    EXPECT_FALSE(TarnelUtility::TriangleQualityCheck(*mesh, equilateral, 30, 120, 2));
     EXPECT_TRUE(
-        TarnelUtility::TriangleQualityCheck(mesh, equilateral, 30, 120, 1));  // ratio == limit is poor
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, equilateral, 61, 120, 2));
+        TarnelUtility::TriangleQualityCheck(*mesh, equilateral, 30, 120, 1));  // ratio == limit is poor
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, equilateral, 61, 120, 2));
     // The sliver's angles are about 60, 0.5 and 119.5 degrees; its edge ratio is 100.
-    EXPECT_FALSE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 0.1f, 179, 1000));
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 1, 179, 1000));
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 0.1f, 119, 1000));
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, sliver, 0.1f, 179, 100));
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, flat, 1, 180, 1000));
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, 99, 0, 180, 1000));
+    EXPECT_FALSE(TarnelUtility::TriangleQualityCheck(*mesh, sliver, 0.1f, 179, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, sliver, 1, 179, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, sliver, 0.1f, 119, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, sliver, 0.1f, 179, 100));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, flat, 1, 180, 1000));
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, 99, 0, 180, 1000));
 }
 
 TEST(TriangleQualityCheck, CoincidentCornersCountAsPoor)
 {
-    vsk::VFTriangleMesh mesh;
-    for (int k = 0; k < 3; ++k)
-        mesh.AppendVertex(vsk::Vector3f(1, 2, 3));
-    mesh.AppendVertex(vsk::Vector3f(5, 2, 3));
-    const unsigned point = mesh.AppendTriangle(0, 1, 2);   // ratio 0 / 0: NaN fails every test
-    const unsigned needle = mesh.AppendTriangle(0, 1, 3);  // a zero edge: infinite ratio
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, point, 0, 180, 1e30f));
-    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(mesh, needle, 0, 180, 1e30f));
+    auto mesh = test::makeEngineMesh({{1, 2, 3}, {1, 2, 3}, {1, 2, 3}, {5, 2, 3}}, {{0, 1, 2}, {0, 1, 3}});
+    EXPECT_TRUE(
+        TarnelUtility::TriangleQualityCheck(*mesh, 0, 0, 180, 1e30f));  // ratio 0 / 0: NaN fails every test
+    EXPECT_TRUE(TarnelUtility::TriangleQualityCheck(*mesh, 1, 0, 180, 1e30f));  // a zero edge: infinite ratio
 }
 
 }  // namespace
