@@ -327,12 +327,18 @@ uint16_t omChunk(unsigned entity, unsigned type, bool isFloat, unsigned dim, uns
                                  (isFloat ? 1u : 0u) << 10 | dim << 11 | bits << 14);
 }
 
+// An OM header (triangle mesh, version 2.2 unless given) and the header of its first chunk.
+Bytes omStart(uint32_t vertices, uint32_t faces, uint32_t edges, uint16_t chunk, uint8_t version = 0x42)
+{
+    Bytes b;
+    b.raw("OMT").u8(version).u32(vertices).u32(faces).u32(edges).u16(chunk);
+    return b;
+}
+
 // One triangle in the layout OpenMesh writes (version 2.2, 8-bit topology indices).
 Bytes omTriangle(uint8_t version = 0x42)
 {
-    Bytes b;
-    b.raw("OMT").u8(version).u32(3).u32(1).u32(3);
-    b.u16(omChunk(0, 0, true, 2, 0));
+    Bytes b = omStart(3, 1, 3, omChunk(0, 0, true, 2, 0), version);
     for (float f : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 0.f, 1.f, 0.f})
         b.f32(f);
     // Per edge: next, to-vertex, face of both halfedges.
@@ -388,24 +394,13 @@ TEST(MeshFileGuardOm, RefusesChunksTheReaderAssertsOn)
     EXPECT_FALSE(accepts(withChunk(omChunk(0, 0, true, 2, 0), 36), ".om"));  // second positions
     EXPECT_FALSE(accepts(withChunk(omChunk(0, 1, true, 2, 0), 35), ".om"));  // cut short
 
-    Bytes dim2;
-    dim2.raw("OMT").u8(0x42).u32(3).u32(0).u32(0).u16(omChunk(0, 0, true, 1, 0)).raw(std::string(24, '\0'));
-    EXPECT_FALSE(accepts(dim2.s, ".om"));
-    Bytes nan;
-    nan.raw("OMT").u8(0x42).u32(1).u32(0).u32(0).u16(omChunk(0, 0, true, 2, 0)).f32(kNaN).f32(0).f32(0);
-    EXPECT_FALSE(accepts(nan.s, ".om"));
-    Bytes huge;
-    huge.raw("OMT").u8(0x42).u32(4000000000u).u32(1).u32(3).u16(omChunk(0, 0, true, 2, 0));
-    EXPECT_FALSE(accepts(huge.s, ".om"));
-    Bytes normalsFirst;  // data for vertices not yet created
-    normalsFirst.raw("OMT")
-        .u8(0x42)
-        .u32(1)
-        .u32(0)
-        .u32(0)
-        .u16(omChunk(0, 1, true, 2, 0))
-        .raw(std::string(12, '\0'));
-    EXPECT_FALSE(accepts(normalsFirst.s, ".om"));
+    const uint16_t positions = omChunk(0, 0, true, 2, 0);
+    EXPECT_FALSE(
+        accepts(omStart(3, 0, 0, omChunk(0, 0, true, 1, 0)).raw(std::string(24, '\0')).s, ".om"));  // 2-D
+    EXPECT_FALSE(accepts(omStart(1, 0, 0, positions).f32(kNaN).f32(0).f32(0).s, ".om"));
+    EXPECT_FALSE(accepts(omStart(4000000000u, 1, 3, positions).s, ".om"));
+    // Normals before positions: data for vertices not yet created.
+    EXPECT_FALSE(accepts(omStart(1, 0, 0, omChunk(0, 1, true, 2, 0)).raw(std::string(12, '\0')).s, ".om"));
 }
 
 TEST(MeshFileGuardOm, ChecksCustomPropertyChunks)
@@ -488,8 +483,8 @@ std::vector<HostileFile> hostileFiles()
     Bytes om = omTriangle();
     std::string brokenOm = om.s;
     brokenOm[16 + 2 + 36 + 2] = 100;  // a successor out of range: the reader's own assertion
-    Bytes omDim2;
-    omDim2.raw("OMT").u8(0x42).u32(3).u32(0).u32(0).u16(omChunk(0, 0, true, 1, 0)).raw(std::string(24, '\0'));
+    Bytes omDim2 = omStart(3, 0, 0, omChunk(0, 0, true, 1, 0));
+    omDim2.raw(std::string(24, '\0'));
     std::mt19937 random(11);
     std::string noise(2048, '\0');
     for (char& c : noise)

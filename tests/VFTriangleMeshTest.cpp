@@ -170,14 +170,6 @@ TEST(EngineMeshAdjacency, NeighbourTrianglesAcrossEachEdge)
     EXPECT_FALSE(makeEngineTetrahedron()->IsBoundaryTriangle(0));
 }
 
-TEST(EngineMeshAdjacency, ManifoldVertexTestCountsBoundaryEdges)
-{
-    EXPECT_FALSE(makeEngineBowTie()->IsManifoldVertex(0));  // four boundary edges
-    auto grid = makeEngineGrid(2, 2);
-    EXPECT_TRUE(grid->IsManifoldVertex(1));  // two boundary edges
-    EXPECT_TRUE(grid->IsManifoldVertex(4));
-}
-
 TEST(EngineMeshOneRing, InteriorVertexGivesClosedRingInWindingOrder)
 {
     auto mesh = makeEngineGrid(2, 2);
