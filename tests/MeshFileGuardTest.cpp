@@ -565,28 +565,34 @@ TEST(HostileFiles, BadIndicesDropOnlyTheirFaces)
     EXPECT_TRUE(isSane(*mesh));
 }
 
-// OpenMesh's readers are process-wide singletons that keep per-file state in members (the OM
-// reader's chunk header and property name, the PLY reader's element list), so two reads at once
-// corrupt each other unless ReadMesh serialises its calls into the IO manager.
+// OpenMesh's readers and writers are process-wide singletons that keep per-file state in members
+// (the OM reader's chunk header and property name, the PLY reader's element list), so two calls at
+// once corrupt each other unless the library serialises its calls into the IO manager.
 TEST(ReadMeshConcurrency, ReadsFromManyThreadsAtOnce)
 {
     test::TempDir dir;
-    auto grid = test::makeGrid(20, 20);
-    for (const char* name : {"g.ply", "g.om", "g.off"})
-        ASSERT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile(name).c_str(), grid.get(), false));
+    const char* names[] = {"g.ply", "g.om", "g.off", "g.obj", "g.stl"};
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
+    for (const char* name : names)  // every writer at once, each on its own mesh
+        threads.emplace_back(
+            [&, name]
+            {
+                auto grid = test::makeGrid(20, 20);
+                failures += !OpenMeshUtility::WriteMesh(dir.wfile(name).c_str(), grid.get(), false);
+            });
+    for (auto& thread : threads)
+        thread.join();
+    threads.clear();
     for (int t = 0; t < 6; ++t)
         threads.emplace_back(
             [&, t]
             {
-                const char* names[] = {"g.ply", "g.om", "g.off"};
                 for (int i = 0; i < 50; ++i)
                 {
                     std::unique_ptr<OpenMeshUtility::Mesh> mesh(
-                        OpenMeshUtility::ReadMesh(dir.wfile(names[(t + i) % 3]).c_str()));
-                    if (!mesh || mesh->n_faces() != 800u)
-                        ++failures;
+                        OpenMeshUtility::ReadMesh(dir.wfile(names[(t + i) % 5]).c_str()));
+                    failures += !mesh || mesh->n_faces() != 800u;
                 }
             });
     for (auto& thread : threads)

@@ -4,7 +4,6 @@
 
 #include <OpenMesh/Core/System/omstream.hh>
 #include <gtest/gtest.h>
-#include <tbb/parallel_for.h>
 
 #include <fstream>
 #include <iostream>
@@ -233,28 +232,6 @@ TEST_F(MeshFiles, DeletedFacesAreNeverWritten)
         EXPECT_EQ(back.mesh->n_faces(), 7u) << name;
     }
     EXPECT_EQ(grid->n_faces(), 8u);  // the caller's mesh is not compacted
-}
-
-TEST_F(MeshFiles, ConcurrentReadsAndWritesOfDifferentFilesAgree)
-{
-    // OpenMesh's readers keep per-file state in shared singletons; the library serialises them.
-    const char* names[] = {"c0.ply", "c1.obj", "c2.ply", "c3.off", "c4.ply", "c5.stl", "c6.ply", "c7.om"};
-    std::vector<std::unique_ptr<Mesh>> sources;
-    for (int i = 0; i < 8; ++i)
-        sources.push_back(test::makeGrid(3 + i, 2));
-    tbb::parallel_for(
-        0, 8,
-        [&](int i)
-        { EXPECT_TRUE(OpenMeshUtility::WriteMesh(dir.wfile(names[i]).c_str(), sources[i].get(), false)); });
-    std::vector<size_t> faces(8, 0);
-    tbb::parallel_for(0, 8,
-                      [&](int i)
-                      {
-                          Read back(dir.wfile(names[i]));
-                          faces[i] = back.mesh ? back.mesh->n_faces() : 0;  // disjoint: one slot per task
-                      });
-    for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(faces[i], sources[i]->n_faces()) << names[i];
 }
 
 TEST_F(MeshFiles, NormalsNotReadFromTheFileAreZero)

@@ -1,5 +1,4 @@
 #include "support/DecimationMeshes.h"
-#include "support/TestMeshes.h"
 #include "topology/OpenMeshUtility.h"
 #include "topology/decimation/OxmModQuadric.h"
 

@@ -1,4 +1,4 @@
-#include "support/TestMeshes.h"
+#include "support/DecimationMeshes.h"
 #include "topology/OpenMeshUtility.h"
 
 #include <gtest/gtest.h>
@@ -10,14 +10,6 @@ using Quelm::Topology::OpenMeshUtility;
 
 namespace
 {
-
-std::vector<OpenMesh::Vec3f> points(const test::Mesh& mesh)
-{
-    std::vector<OpenMesh::Vec3f> result;
-    for (auto vh : mesh.vertices())
-        result.push_back(mesh.point(vh));
-    return result;
-}
 
 // A flat grid whose centre vertex is pushed off its place within the plane.
 std::unique_ptr<test::Mesh> gridWithShiftedCentre()
@@ -45,18 +37,18 @@ TEST(Smoothing, ZeroOrNegativeIterationsLeavePointsAlone)
     for (int iterations : {0, -3})
     {
         auto mesh = gridWithShiftedCentre();
-        const auto before = points(*mesh);
+        const auto before = test::points(*mesh);
         EXPECT_TRUE(OpenMeshUtility::smoothMesh(*mesh, 0.01f, iterations));
-        EXPECT_EQ(points(*mesh), before);
+        EXPECT_EQ(test::points(*mesh), before);
     }
 }
 
 TEST(Smoothing, RelaxesWithinThePlaneAndHoldsTheBorder)
 {
     auto mesh = gridWithShiftedCentre();
-    const auto before = points(*mesh);
+    const auto before = test::points(*mesh);
     EXPECT_TRUE(OpenMeshUtility::smoothMesh(*mesh, 1.0f, 10));
-    const auto after = points(*mesh);
+    const auto after = test::points(*mesh);
     const OpenMesh::Vec3f home(2, 2, 0);
     EXPECT_LT((after[12] - home).norm(), (before[12] - home).norm());
     for (size_t i = 0; i < after.size(); ++i)

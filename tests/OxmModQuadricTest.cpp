@@ -1,7 +1,6 @@
 #include "topology/decimation/OxmModQuadric.h"
 
 #include "support/DecimationMeshes.h"
-#include "support/TestMeshes.h"
 
 #include <gtest/gtest.h>
 

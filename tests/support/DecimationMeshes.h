@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <vector>
 
 // Meshes for the decimation tests: a noisy height field like a captured terrain, and checks
 // that every decimation result must pass.
@@ -58,6 +59,15 @@ inline bool allInside(const DecimationMesh& mesh, const DecimationMesh::Point& l
             if (!(mesh.point(vh)[k] >= lo[k] && mesh.point(vh)[k] <= hi[k]))
                 return false;
     return true;
+}
+
+// The points of the live vertices, in handle order.
+inline std::vector<DecimationMesh::Point> points(const DecimationMesh& mesh)
+{
+    std::vector<DecimationMesh::Point> result;
+    for (auto vh : mesh.vertices())
+        result.push_back(mesh.point(vh));
+    return result;
 }
 
 // True when the mesh holds no deleted element (it was garbage-collected).
