@@ -45,19 +45,6 @@ TEST(EngineMeshStorage, GridHasEulerCountsAndBoundary)
     EXPECT_TRUE(isConsistent(*mesh));
 }
 
-TEST(EngineMeshStorage, AppendTriangleRefusesBadCornersAndChangesNothing)
-{
-    auto mesh = makeEngineGrid(1, 1);
-    const unsigned edges = mesh->GetEdgeCount();
-    EXPECT_EQ(mesh->AppendTriangle(0, 0, 1), kInvalid);
-    EXPECT_EQ(mesh->AppendTriangle(0, 1, 99), kInvalid);
-    EXPECT_EQ(mesh->AppendTriangle(kInvalid, 1, 2), kInvalid);
-    EXPECT_EQ(mesh->GetMaxTriangleID(), 2u);
-    EXPECT_EQ(mesh->GetEdgeCount(), edges);
-    EXPECT_EQ(mesh->GetVertexRefCount(0), 3);
-    EXPECT_TRUE(isConsistent(*mesh));
-}
-
 TEST(EngineMeshStorage, RemovedTriangleLeavesAHoleAndIsolatedVerticesStay)
 {
     auto mesh = makeEngineGrid(2, 2);
