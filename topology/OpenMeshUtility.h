@@ -124,8 +124,8 @@ public:
     // build (duplicates, complex edges at non-manifold vertices) are left out, and OpenMesh reports
     // them on its error log; non-manifold fans are collapsed only as far as the framework's
     // legality tests allow; zero-area faces add zero quadrics; a NaN point gives NaN errors, which
-    // never pass the error bound, so no collapse touches it. Vertices never move: a collapse keeps
-    // one of its two points, so results stay inside the input's bounding box.
+    // never pass the error bound, so no collapse touches it. Decimation never moves a vertex: a
+    // collapse keeps one of its two points, so results stay inside the input's bounding box.
 
     // Performs up to `collapses` quadric edge collapses (0: as many as are legal). The error bound
     // is errorFactor times the longest bounding-box axis. With lockBoundary, boundary vertices get
@@ -168,8 +168,9 @@ protected:
     // Decimates one cell to `targetFaces` with its boundary and unselected vertices LOCKED, reusing
     // the quadrics it carries, then garbage-collects. Returns the collapses made.
     static size_t partitionDecimate(Mesh& cell, size_t targetFaces, double maxError, double maxAngleDeg);
-    // Appends the cell's faces to `merged`. Cell-boundary vertices are welded through `weldMap`
-    // (their quadrics add up); a new one is appended to `seamVertices` and SELECTED. A face whose
+    // Appends the cell's faces to `merged`. Cell-boundary vertices are welded through `weldMap`:
+    // a vertex shared by several cells keeps its own quadric once plus what each cell's
+    // collapses added to it; a new one is appended to `seamVertices` and SELECTED. A face whose
     // edge another cell already used on that side gets its own corner copies (a crack, not a hole);
     // faces OpenMesh still refuses are left out. The caller serialises calls on one merged mesh.
     static void mergePartitionMesh(Mesh& merged, tbb::concurrent_vector<OpenMesh::VertexHandle>& seamVertices,

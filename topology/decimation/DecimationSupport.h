@@ -110,6 +110,11 @@ inline OpenMesh::VertexHandle copyVertex(const DecimationMesh& src, OpenMesh::Ve
     return added;
 }
 
+// A cell's vertex property holding each vertex's quadric as the cell received it. Merging adds
+// only what a cell's collapses contributed to a vertex that several cells share, so a shared
+// vertex keeps one copy of its own quadric instead of one per cell.
+inline constexpr const char* kCellBaseQuadricProperty = "qlm:cellbasequadric";
+
 // True when a face (v0, v1, v2) cannot be added because one of its directed edges already has a
 // face on that side (OpenMesh would refuse it as a complex edge, with a message).
 inline bool hasSidedEdge(const DecimationMesh& mesh, const OpenMesh::VertexHandle (&v)[3])

@@ -227,10 +227,11 @@ size_t OpenMeshUtility::partitionDecimate(Mesh& cell, size_t targetFaces, double
 
 // Welding: only the cell's boundary vertices go through the weld map. An interior vertex has its
 // whole fan inside the cell, so no other cell holds it; a boundary vertex (a cut, or the mesh's
-// own open border) may be shared and is welded by its oxmvertex key. A welded vertex's quadric
-// is the sum of its copies' quadrics, as a collapse sums them: seam vertices so weigh a little
-// more in the next pass, which keeps seams conservative. A new boundary vertex is appended to the
-// seam list and marked SELECTED. The same rules serve both grids.
+// own open border) may be shared and is welded by its oxmvertex key. Every copy of a shared
+// vertex started from the same quadric, so the first copy brings its quadric whole and each
+// later one only what its cell's collapses added (its quadric less the one the cell received);
+// a cell without that record adds its copy's quadric whole. A new boundary vertex is appended to
+// the seam list and marked SELECTED. The same rules serve both grids.
 void OpenMeshUtility::mergePartitionMesh(Mesh& merged,
                                          tbb::concurrent_vector<OpenMesh::VertexHandle>& seamVertices,
                                          WeldMap& weldMap, Mesh& cell, bool /*coarseGrid*/)
@@ -240,6 +241,9 @@ void OpenMeshUtility::mergePartitionMesh(Mesh& merged,
     const bool hasQuadrics = cell.quadricHandle.is_valid();
     const bool hasTexCoords = cell.has_vertex_texcoords2D() && merged.has_vertex_texcoords2D();
     const bool hasTextureIndex = cell.has_face_texture_index() && merged.has_face_texture_index();
+
+    OpenMesh::VPropHandleT<Quadric> base;
+    const bool hasBase = hasQuadrics && cell.get_property_handle(base, detail::kCellBaseQuadricProperty);
 
     auto addVertex = [&](OpenMesh::VertexHandle vh)
     { return detail::copyVertex(cell, vh, merged, hasTexCoords, hasQuadrics); };
@@ -267,7 +271,10 @@ void OpenMeshUtility::mergePartitionMesh(Mesh& merged,
         }
         else if (hasQuadrics)
         {
-            merged.property(merged.quadricHandle, it->second) += cell.property(cell.quadricHandle, vh);
+            Quadric added = cell.property(cell.quadricHandle, vh);
+            if (hasBase)
+                added += cell.property(base, vh) * -1.0;  // what this cell's collapses added
+            merged.property(merged.quadricHandle, it->second) += added;
         }
         toMerged[vh.idx()] = it->second;
     }
@@ -324,8 +331,8 @@ bool OpenMeshUtility::DecimateMeshParallel(Mesh* mesh, float ratio, double error
     const size_t decimatable =
         coarseGrid ? countCoarseDecimatableFaces(*mesh) : detail::countUnlockedFaces(*mesh);
     ratio = detail::clampRatio(ratio);
-    const size_t toRemove =
-        static_cast<size_t>(static_cast<double>(decimatable) * static_cast<double>(ratio));
+    // single precision, as the serial overload computes its target
+    const size_t toRemove = static_cast<size_t>(static_cast<float>(decimatable) * ratio);
     if (toRemove == 0)
         return false;
 

@@ -214,6 +214,13 @@ void buildCell(const Mesh& mesh, const OpenMeshPartition& record, bool coarseGri
         if (hasTextureIndex)
             cell.set_texture_index(fh, mesh.texture_index(src));
     }
+    OpenMesh::VPropHandleT<Quadric> base;
+    cell.add_property(base, detail::kCellBaseQuadricProperty);
+    for (size_t i = 0; i < cell.n_vertices(); ++i)
+    {
+        const OpenMesh::VertexHandle vh(static_cast<int>(i));
+        cell.property(base, vh) = cell.property(cell.quadricHandle, vh);
+    }
 }
 
 // Frees what the record holds as soon as its cell is built.
