@@ -7,7 +7,7 @@
 #include <vector>
 
 // What the tool can tell about the grid of a parallel decimation, computed from the input with
-// the same rules the library uses (the library itself does not report its cells).
+// the library's own grid rules (the library itself does not report its cells).
 namespace Quelm::Tools
 {
 

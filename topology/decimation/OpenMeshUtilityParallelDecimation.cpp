@@ -1,11 +1,11 @@
 #include "topology/OpenMeshUtility.h"
 #include "topology/decimation/DecimationSupport.h"
+#include "topology/decimation/GridPartition.h"
 #include "topology/decimation/OxmModQuadric.h"
 
 #include <oneapi/tbb/mutex.h>
 
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -15,33 +15,6 @@ namespace
 {
 
 using Mesh = OpenMeshUtility::Mesh;
-
-// The whole-mesh count with the coarse grid: unlocked live faces with at least one corner off
-// the open boundary (found by walking the face's half-edges). A face whose corners all lie on
-// the boundary can only lose a corner in the final seam pass, so it is not counted.
-size_t countCoarseDecimatableFaces(const Mesh& mesh)
-{
-    return tbb::parallel_reduce(
-        tbb::blocked_range<size_t>(0, mesh.n_faces(), detail::kElementGrain), size_t(0),
-        [&mesh](const tbb::blocked_range<size_t>& range, size_t count)
-        {
-            for (size_t i = range.begin(); i != range.end(); ++i)
-            {
-                const OpenMesh::FaceHandle fh(static_cast<int>(i));
-                const auto& s = mesh.status(fh);
-                if (s.deleted() || s.hidden() || s.locked())
-                    continue;
-                for (auto heh : mesh.fh_range(fh))
-                    if (!mesh.is_boundary(mesh.to_vertex_handle(heh)))
-                    {
-                        ++count;
-                        break;
-                    }
-            }
-            return count;
-        },
-        [](size_t a, size_t b) { return a + b; });
-}
 
 // A cell vertex that partitionDecimate leaves free: interior to the cell and SELECTED.
 bool isFreeInCell(const Mesh& cell, OpenMesh::VertexHandle vh)
@@ -328,8 +301,7 @@ bool OpenMeshUtility::DecimateMeshParallel(Mesh* mesh, float ratio, double error
     mesh->delete_isolated_vertices();
     mesh->garbage_collection(true, true, true);
 
-    const size_t decimatable =
-        coarseGrid ? countCoarseDecimatableFaces(*mesh) : detail::countUnlockedFaces(*mesh);
+    const size_t decimatable = detail::countDecimatableFaces(*mesh, coarseGrid);
     ratio = detail::clampRatio(ratio);
     // single precision, as the serial overload computes its target
     const size_t toRemove = static_cast<size_t>(static_cast<float>(decimatable) * ratio);
@@ -345,11 +317,8 @@ bool OpenMeshUtility::DecimateMeshParallel(Mesh* mesh, float ratio, double error
         quadrics.initialize();
     }
 
-    const int fineLevel =
-        static_cast<int>(std::ceil(std::max(std::log10(static_cast<double>(decimatable)), 5.0)));
-    const int coarseLevel = fineLevel - 3;
-    int level = coarseGrid ? coarseLevel : fineLevel;
-    const int passCount = ratio > 0.5f ? 2 : 1;
+    const detail::GridLevels levels(decimatable);
+    const int passCount = detail::GridLevels::passCount(ratio);
     const double fractions[2] = {0.9, 0.1};
 
     size_t faceTarget = decimatable;
@@ -361,6 +330,7 @@ bool OpenMeshUtility::DecimateMeshParallel(Mesh* mesh, float ratio, double error
         faceTarget -= std::min(passRemoval, faceTarget);
 
         Mesh& source = working ? *working : *mesh;
+        const int level = levels.levelOfPass(pass, coarseGrid);
         CellMap cells = partitionMesh(&source, box, static_cast<float>(level), 0.0f, coarseGrid);
         auto merged = std::make_unique<Mesh>();
         requestCarriedAttributes(source, *merged);
@@ -375,8 +345,6 @@ bool OpenMeshUtility::DecimateMeshParallel(Mesh* mesh, float ratio, double error
         cells.clear();
         weldMap.clear();
         boundaryDecimate(*working, seamVertices, faceTarget, pass == passCount - 1, maxError, maxAngleDeg);
-        if (!coarseGrid)
-            level = coarseLevel;
     }
 
     // The caller's mesh was emptied by the first partition; its properties remain.

@@ -1,11 +1,11 @@
 #include "topology/OpenMeshUtility.h"
 #include "topology/decimation/DecimationSupport.h"
+#include "topology/decimation/GridPartition.h"
 #include "topology/decimation/OpenMeshPartition.h"
 
 #include <tbb/concurrent_unordered_map.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <unordered_map>
 #include <utility>
@@ -17,58 +17,7 @@ namespace
 
 using Mesh = OpenMeshUtility::Mesh;
 
-// The uniform grid over the bounding box: N cells per axis, N^3 in all, numbered
-// ix * N^2 + iy * N + iz.
-class Grid
-{
-public:
-    Grid(const Objects::Box<float>& box, float level)
-        : min_(box.getMin()), n_(std::max(1, static_cast<int>(level)))
-    {
-        const Objects::Vector3<float> size = box.getMax() - box.getMin();
-        cx_ = size.x / level;
-        cy_ = size.y / level;
-        cz_ = size.z / level;
-    }
-
-    int cellCount() const { return n_ * n_ * n_; }
-
-    // note: z is offset by the box's minimum x, not its minimum z. Kept as it stands: the cell
-    // numbers of existing callers depend on it. Per axis only the upper clamp applies; the cell
-    // number as a whole is clamped to [0, N^3 - 1].
-    int cellOf(const OpenMesh::Vec3f& p) const
-    {
-        const int64_t n = n_;
-        const int64_t ix = axisIndex((p[0] - min_.x) / cx_);
-        const int64_t iy = axisIndex((p[1] - min_.y) / cy_);
-        const int64_t iz = axisIndex((p[2] - min_.x) / cz_);
-        const int64_t cell = ix * n * n + iy * n + iz;
-        if (cell < 0)
-            return 0;
-        return cell >= n * n * n ? n_ * n_ * n_ - 1 : static_cast<int>(cell);
-    }
-
-private:
-    // floor(t), with N - 1 for t >= N. Below, the index is only bounded far enough down that any
-    // clamped index still makes the cell number negative (so the result is unchanged); NaN (a
-    // NaN coordinate, or 0 / 0 on a flat axis) counts as 0.
-    int64_t axisIndex(float t) const
-    {
-        if (std::isnan(t))
-            return 0;
-        const float n = static_cast<float>(n_);
-        if (t >= n)
-            return n_ - 1;
-        const float lowest = -(n * n * n + n);
-        if (t < lowest)
-            return static_cast<int64_t>(lowest);
-        return static_cast<int64_t>(std::floor(t));
-    }
-
-    Objects::Vector3<float> min_;
-    int n_;
-    float cx_ = 0, cy_ = 0, cz_ = 0;
-};
+using detail::Grid;
 
 using RecordMap = tbb::concurrent_unordered_map<int, std::unique_ptr<OpenMeshPartition>>;
 
@@ -100,8 +49,7 @@ void assignFaces(const Mesh& mesh, const Grid& grid, RecordMap& records)
                               const OpenMesh::FaceHandle fh(static_cast<int>(i));
                               if (mesh.status(fh).deleted())
                                   continue;
-                              const auto corner = mesh.to_vertex_handle(mesh.halfedge_handle(fh));
-                              local[grid.cellOf(mesh.point(corner))].push_back(static_cast<int>(i));
+                              local[grid.cellOf(mesh, fh)].push_back(static_cast<int>(i));
                           }
                           for (auto& [cell, faces] : local)
                           {
