@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 using Quelm::Topology::OpenMeshUtility;
@@ -77,4 +78,19 @@ TEST(Smoothing, SurvivesIsolatedVerticesAndNonManifoldFans)
     bow->add_vertex({7, 7, 7});
     EXPECT_TRUE(OpenMeshUtility::smoothMesh(*bow, 0.01f, 5));
     EXPECT_EQ(bow->n_faces(), 2u);
+}
+
+// A NaN point and a zero-area face do not stop the call; the NaN may spread to neighbours, but
+// connectivity is untouched.
+TEST(Smoothing, SurvivesNanPointsAndZeroAreaFaces)
+{
+    auto mesh = gridWithShiftedCentre();
+    const size_t faces = mesh->n_faces();
+    const auto a = mesh->add_vertex({20, 20, 0});
+    const auto b = mesh->add_vertex({21, 20, 0});
+    const auto c = mesh->add_vertex({22, 20, 0});
+    mesh->add_face(a, b, c);  // collinear: zero area
+    mesh->set_point(test::Mesh::VertexHandle(0), {std::numeric_limits<float>::quiet_NaN(), 0, 0});
+    EXPECT_TRUE(OpenMeshUtility::smoothMesh(*mesh, 0.01f, 5));
+    EXPECT_EQ(mesh->n_faces(), faces + 1);
 }
