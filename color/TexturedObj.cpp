@@ -83,8 +83,10 @@ TexturedObj TexturedObj::Build(const ObjMesh& mesh)
     for (const ObjMesh::Triangle& t : mesh.triangles)
     {
         const unsigned group = t.material == ObjMesh::kNone ? kNoMaterialGroup : t.material;
+        const unsigned a = vertexIDs[t.v[0]], b = vertexIDs[t.v[1]], c = vertexIDs[t.v[2]];
+        // a face with a repeated corner is refused here, not reported by the mesh's assertion
         const unsigned tID =
-            triMesh.AppendTriangle(vertexIDs[t.v[0]], vertexIDs[t.v[1]], vertexIDs[t.v[2]], group);
+            a != b && b != c && a != c ? triMesh.AppendTriangle(a, b, c, group) : vsk::IMesh::InvalidID;
         result.triangleIDs.push_back(tID);
         if (tID == vsk::IMesh::InvalidID)
         {

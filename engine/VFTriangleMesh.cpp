@@ -312,7 +312,9 @@ unsigned VFTriangleMesh::InsertTriangle(unsigned tID, unsigned v1, unsigned v2, 
 {
     if (tID == InvalidID || m_vTriangles.isValid(tID))
         return InvalidID;
-    if (!IsVertex(v1) || !IsVertex(v2) || !IsVertex(v3) || !(v1 != v2 && v1 != v3 && v2 != v3))
+    if (!IsVertex(v1) || !IsVertex(v2) || !IsVertex(v3))
+        return InvalidID;
+    if (!VSK_ASSERT(v1 != v2 && v1 != v3 && v2 != v3))  // a triangle's corners are pairwise distinct
         return InvalidID;
     Triangle t;
     t.nVertices[0] = v1;

@@ -30,7 +30,9 @@ size_t AppendTopologyMesh(const TopologyMesh& source, vsk::VFTriangleMesh& targe
         for (const auto vh : source.fv_range(fh))
             if (k < 3)
                 corners[k++] = engineID[static_cast<size_t>(vh.idx())];
-        if (k != 3 || target.AppendTriangle(corners[0], corners[1], corners[2]) == vsk::IMesh::InvalidID)
+        const bool isTriangle =
+            k == 3 && corners[0] != corners[1] && corners[1] != corners[2] && corners[0] != corners[2];
+        if (!isTriangle || target.AppendTriangle(corners[0], corners[1], corners[2]) == vsk::IMesh::InvalidID)
             ++refused;
     }
     return refused;

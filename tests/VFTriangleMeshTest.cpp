@@ -218,6 +218,13 @@ TEST(EngineMeshBadInput, InvalidIdsAreReportedAndNothingIsTouched)
     std::vector<unsigned> ring;
     EXPECT_FALSE(mesh->GetVtxOneRing(kInvalid, ring));
     EXPECT_EQ(capture.count(), 7u);
+
+    // a triangle with a repeated corner is refused and reported, and changes nothing
+    const unsigned triangles = mesh->GetMaxTriangleID(), edges = mesh->GetMaxEdgeID();
+    EXPECT_EQ(mesh->AppendTriangle(0, 0, 1), kInvalid);
+    EXPECT_TRUE(capture.saw("v1 != v2 && v1 != v3 && v2 != v3"));
+    EXPECT_EQ(mesh->GetMaxTriangleID(), triangles);
+    EXPECT_EQ(mesh->GetMaxEdgeID(), edges);
     EXPECT_TRUE(isConsistent(*mesh));
 }
 
