@@ -122,7 +122,9 @@ void compareDecimations(benchmark::State& state, const std::string& name)
     auto perSecond = [n](size_t removed, double total) { return removed / (total / n); };
     state.counters["faces"] = double(faces);
     state.counters["left_base"] = double(faces - rBase);
+    state.counters["left_serial"] = double(faces - rSerial);
     state.counters["left_par"] = double(faces - rFine);
+    state.counters["left_coarse"] = double(faces - rCoarse);
     // wall seconds, and CPU seconds of all threads
     state.counters["base_s"] = tBase.wall / n;
     state.counters["serial_s"] = tSerial.wall / n;
