@@ -65,9 +65,12 @@ qlm_tool_test(decimateCollapses 0 "decimate|sphere.ply|sphere-100.off|--collapse
 qlm_tool_test(smooth 0 "smooth|sphere.ply|sphere-smooth.ply|--iterations|3" REQUIRES sphere
     OUT "smoothed +sphere.ply -> sphere-smooth.ply: 2000 faces")
 
+qlm_tool_test(help 0 "--help" OUT "^usage: qlm-mesh COMMAND ARGS\n.*  qlm-mesh holes FILE.*exit codes: ")
+
 # Bad arguments and files: one line on stderr, exit code 2.
-qlm_tool_test(noCommand 2 "" ERR "^usage: qlm-mesh")
-qlm_tool_test(unknownCommand 2 "frobnicate" ERR "unknown command 'frobnicate'")
+qlm_tool_test(noCommand 2 "" ONE_LINE_ERROR ERR "^qlm-mesh: no command given \\(see qlm-mesh --help\\)")
+qlm_tool_test(unknownCommand 2 "frobnicate" ONE_LINE_ERROR
+    ERR "^qlm-mesh: unknown command 'frobnicate' \\(see qlm-mesh --help\\)")
 qlm_tool_test(infoMissingFile 2 "info|no-such-file.ply" ONE_LINE_ERROR ERR "no such file")
 qlm_tool_test(infoFolder 2 "info|." ONE_LINE_ERROR ERR "not a regular file")
 qlm_tool_test(infoUnknownExtension 2 "info|notes.xyz" ONE_LINE_ERROR REQUIRES inputFiles ERR "not an OBJ")
