@@ -67,6 +67,16 @@ qlm_tool_test(smooth 0 "smooth|sphere.ply|sphere-smooth.ply|--iterations|3" REQU
 
 qlm_tool_test(help 0 "--help" OUT "^usage: qlm-mesh COMMAND ARGS\n.*  qlm-mesh holes FILE.*exit codes: ")
 
+# Hand-checked hole reports (see WriteInputFiles.cmake), longest loop first.
+qlm_tool_test(holesLoopsLongestFirst 0 "holes|holed.obj" REQUIRES inputFiles
+    OUT "vertices +19\ntriangles +17\nboundary loops +3\n +# +vertices +length\n +1 +3 +34\\.14214\n +2 +12 +12\n +3 +4 +4\nopen paths +0\nnon-manifold triangles +0\n$")
+qlm_tool_test(holesJson 0 "holes|holed.obj|--json" REQUIRES inputFiles
+    OUT "^{\"file\": \"holed.obj\", \"vertices\": 19, \"triangles\": 17, \"loopCount\": 3, \"loops\": \\[{\"vertices\": 3, \"length\": 34\\.1421356}, {\"vertices\": 12, \"length\": 12}, {\"vertices\": 4, \"length\": 4}], \"pathCount\": 0, \"paths\": \\[], \"nonManifoldTriangles\": 0}\n$")
+qlm_tool_test(holesClosedMesh 0 "holes|sphere.ply" REQUIRES sphere
+    OUT "vertices +1002\ntriangles +2000\nboundary loops +0\nopen paths +0\nnon-manifold triangles +0\n$")
+qlm_tool_test(holesPinchVertex 0 "holes|pinch.obj" REQUIRES inputFiles
+    OUT "vertices +8\ntriangles +3\nboundary loops +1\n[^\n]*\n +1 +3 +3\\.414214\nopen paths +0\nnon-manifold triangles +2\n$")
+
 # Bad arguments and files: one line on stderr, exit code 2.
 qlm_tool_test(noCommand 2 "" ONE_LINE_ERROR ERR "^qlm-mesh: no command given \\(see qlm-mesh --help\\)")
 qlm_tool_test(unknownCommand 2 "frobnicate" ONE_LINE_ERROR
@@ -100,3 +110,7 @@ qlm_tool_test(decimateRepeated 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--ratio|
 qlm_tool_test(decimateMissingInput 2 "decimate|nothing.ply|x.ply|--ratio|0.5" ONE_LINE_ERROR)
 qlm_tool_test(smoothNoIterations 2 "smooth|sphere.ply|x.ply" ONE_LINE_ERROR ERR "--iterations N is required")
 qlm_tool_test(smoothNegativeIterations 2 "smooth|sphere.ply|x.ply|--iterations|-1" ONE_LINE_ERROR)
+qlm_tool_test(holesNoFile 2 "holes" ONE_LINE_ERROR ERR "expected one FILE")
+qlm_tool_test(holesMissingFile 2 "holes|no-such-file.obj" ONE_LINE_ERROR ERR "no such file")
+qlm_tool_test(holesTruncatedPly 2 "holes|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "not a valid mesh")
+qlm_tool_test(holesUnknownOption 2 "holes|holed.obj|--all" ONE_LINE_ERROR ERR "unknown option --all")
