@@ -77,6 +77,12 @@ qlm_tool_test(holesClosedMesh 0 "holes|sphere.ply" REQUIRES sphere
 qlm_tool_test(holesPinchVertex 0 "holes|pinch.obj" REQUIRES inputFiles
     OUT "vertices +8\ntriangles +3\nboundary loops +1\n[^\n]*\n +1 +3 +3\\.414214\nopen paths +0\nnon-manifold triangles +2\n$")
 
+# An untextured OBJ: every triangle black and counted; the PLY written reads back.
+qlm_tool_test(colorsUntextured 0 "colors|holed.obj|holed-colors.ply" REQUIRES inputFiles
+    OUT "read +holed.obj: 19 vertices, 17 triangles, 0 materials.*coloured 17 triangles, 17 without texture \\(black\\).*wrote +holed-colors.ply"
+    SETUP coloursPly)
+qlm_tool_test(colorsPlyReads 0 "info|holed-colors.ply" REQUIRES coloursPly OUT "vertices +19\nfaces +17\n")
+
 # Bad arguments and files: one line on stderr, exit code 2.
 qlm_tool_test(noCommand 2 "" ONE_LINE_ERROR ERR "^qlm-mesh: no command given \\(see qlm-mesh --help\\)")
 qlm_tool_test(unknownCommand 2 "frobnicate" ONE_LINE_ERROR
@@ -114,3 +120,6 @@ qlm_tool_test(holesNoFile 2 "holes" ONE_LINE_ERROR ERR "expected one FILE")
 qlm_tool_test(holesMissingFile 2 "holes|no-such-file.obj" ONE_LINE_ERROR ERR "no such file")
 qlm_tool_test(holesTruncatedPly 2 "holes|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "not a valid mesh")
 qlm_tool_test(holesUnknownOption 2 "holes|holed.obj|--all" ONE_LINE_ERROR ERR "unknown option --all")
+qlm_tool_test(colorsMissingObj 2 "colors|no-such-file.obj|x.ply" ONE_LINE_ERROR ERR "'no-such-file.obj': cannot read")
+qlm_tool_test(colorsNotPly 2 "colors|holed.obj|x.off" ONE_LINE_ERROR ERR "the output is a PLY file")
+qlm_tool_test(colorsNoFolder 2 "colors|holed.obj|no/such/folder/x.ply" ONE_LINE_ERROR ERR "no folder")
