@@ -29,8 +29,10 @@ demo: deps $(BUILD)/CMakeCache.txt
 install-test: build
 	cd $(BUILD) && ctest --output-on-failure -R '^consumer\.'
 
+# AddressSanitizer and UBSan over the unit tests and the tool's ctest cases (the consumer builds
+# are not defined in a sanitizer build: they would rebuild the library without sanitizers).
 test-sanitize: deps
-	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DQLM_SANITIZE=address,undefined -DQLM_BUILD_TOOLS=OFF
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DQLM_SANITIZE=address,undefined -DQLM_BUILD_TOOLS=ON
 	cmake --build build-asan -j $(JOBS)
 	cd build-asan && ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
 		ctest --output-on-failure -j $(JOBS) -E 'InstallTree'

@@ -65,9 +65,28 @@ qlm_tool_test(decimateCollapses 0 "decimate|sphere.ply|sphere-100.off|--collapse
 qlm_tool_test(smooth 0 "smooth|sphere.ply|sphere-smooth.ply|--iterations|3" REQUIRES sphere
     OUT "smoothed +sphere.ply -> sphere-smooth.ply: 2000 faces")
 
+qlm_tool_test(help 0 "--help" OUT "^usage: qlm-mesh COMMAND ARGS\n.*  qlm-mesh holes FILE.*exit codes: ")
+
+# Hand-checked hole reports (see WriteInputFiles.cmake), longest loop first.
+qlm_tool_test(holesLoopsLongestFirst 0 "holes|holed.obj" REQUIRES inputFiles
+    OUT "vertices +19\ntriangles +17\nboundary loops +3\n +# +vertices +length\n +1 +3 +34\\.14214\n +2 +12 +12\n +3 +4 +4\nopen paths +0\nnon-manifold triangles +0\n$")
+qlm_tool_test(holesJson 0 "holes|holed.obj|--json" REQUIRES inputFiles
+    OUT "^{\"file\": \"holed.obj\", \"vertices\": 19, \"triangles\": 17, \"loopCount\": 3, \"loops\": \\[{\"vertices\": 3, \"length\": 34\\.1421356}, {\"vertices\": 12, \"length\": 12}, {\"vertices\": 4, \"length\": 4}], \"pathCount\": 0, \"paths\": \\[], \"nonManifoldTriangles\": 0}\n$")
+qlm_tool_test(holesClosedMesh 0 "holes|sphere.ply" REQUIRES sphere
+    OUT "vertices +1002\ntriangles +2000\nboundary loops +0\nopen paths +0\nnon-manifold triangles +0\n$")
+qlm_tool_test(holesPinchVertex 0 "holes|pinch.obj" REQUIRES inputFiles
+    OUT "vertices +8\ntriangles +3\nboundary loops +1\n[^\n]*\n +1 +3 +3\\.414214\nopen paths +0\nnon-manifold triangles +2\n$")
+
+# An untextured OBJ: every triangle black and counted; the PLY written reads back.
+qlm_tool_test(colorsUntextured 0 "colors|holed.obj|holed-colors.ply" REQUIRES inputFiles
+    OUT "read +holed.obj: 19 vertices, 17 triangles, 0 materials.*coloured 17 triangles, 17 without texture \\(black\\).*wrote +holed-colors.ply"
+    SETUP coloursPly)
+qlm_tool_test(colorsPlyReads 0 "info|holed-colors.ply" REQUIRES coloursPly OUT "vertices +19\nfaces +17\n")
+
 # Bad arguments and files: one line on stderr, exit code 2.
-qlm_tool_test(noCommand 2 "" ERR "^usage: qlm-mesh")
-qlm_tool_test(unknownCommand 2 "frobnicate" ERR "unknown command 'frobnicate'")
+qlm_tool_test(noCommand 2 "" ONE_LINE_ERROR ERR "^qlm-mesh: no command given \\(see qlm-mesh --help\\)")
+qlm_tool_test(unknownCommand 2 "frobnicate" ONE_LINE_ERROR
+    ERR "^qlm-mesh: unknown command 'frobnicate' \\(see qlm-mesh --help\\)")
 qlm_tool_test(infoMissingFile 2 "info|no-such-file.ply" ONE_LINE_ERROR ERR "no such file")
 qlm_tool_test(infoFolder 2 "info|." ONE_LINE_ERROR ERR "not a regular file")
 qlm_tool_test(infoUnknownExtension 2 "info|notes.xyz" ONE_LINE_ERROR REQUIRES inputFiles ERR "not an OBJ")
@@ -97,3 +116,10 @@ qlm_tool_test(decimateRepeated 2 "decimate|sphere.ply|x.ply|--ratio|0.5|--ratio|
 qlm_tool_test(decimateMissingInput 2 "decimate|nothing.ply|x.ply|--ratio|0.5" ONE_LINE_ERROR)
 qlm_tool_test(smoothNoIterations 2 "smooth|sphere.ply|x.ply" ONE_LINE_ERROR ERR "--iterations N is required")
 qlm_tool_test(smoothNegativeIterations 2 "smooth|sphere.ply|x.ply|--iterations|-1" ONE_LINE_ERROR)
+qlm_tool_test(holesNoFile 2 "holes" ONE_LINE_ERROR ERR "expected one FILE")
+qlm_tool_test(holesMissingFile 2 "holes|no-such-file.obj" ONE_LINE_ERROR ERR "no such file")
+qlm_tool_test(holesTruncatedPly 2 "holes|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "not a valid mesh")
+qlm_tool_test(holesUnknownOption 2 "holes|holed.obj|--all" ONE_LINE_ERROR ERR "unknown option --all")
+qlm_tool_test(colorsMissingObj 2 "colors|no-such-file.obj|x.ply" ONE_LINE_ERROR ERR "'no-such-file.obj': cannot read")
+qlm_tool_test(colorsNotPly 2 "colors|holed.obj|x.off" ONE_LINE_ERROR ERR "the output is a PLY file")
+qlm_tool_test(colorsNoFolder 2 "colors|holed.obj|no/such/folder/x.ply" ONE_LINE_ERROR ERR "no folder")

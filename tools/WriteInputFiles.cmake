@@ -1,4 +1,5 @@
-# Writes the small hand-made inputs of the tool's tests (malformed files, a bow tie) into WORKDIR.
+# Writes the small hand-made inputs of the tool's tests (malformed files, a bow tie, meshes with
+# holes) into WORKDIR.
 file(WRITE "${WORKDIR}/notes.xyz" "not a mesh format\n")
 file(WRITE "${WORKDIR}/empty.off" "")
 # A binary PLY whose header announces 10 vertices and 5 faces, with no data after it.
@@ -7,3 +8,31 @@ file(WRITE "${WORKDIR}/truncated.ply"
     "property float z\nelement face 5\nproperty list uchar int vertex_indices\nend_header\n")
 # Two triangles that share only one vertex: untextured, so writing it removes both.
 file(WRITE "${WORKDIR}/bowtie.obj" "v 0 0 0\nv 1 0 0\nv 1 1 0\nv -1 0 0\nv -1 -1 0\nf 1 2 3\nf 1 4 5\n")
+
+# A 3 x 3 grid of unit squares (vertex 1 + 4 y + x at (x, y)) without its middle square, and apart
+# from it one triangle with legs of 10: three boundary loops, the triangle's the longest (3
+# vertices, 20 + 10 sqrt 2), then the outer border (12 vertices, 12), then the hole (4, 4).
+set(holed "")
+foreach(y RANGE 3)
+    foreach(x RANGE 3)
+        string(APPEND holed "v ${x} ${y} 0\n")
+    endforeach()
+endforeach()
+foreach(y RANGE 2)
+    foreach(x RANGE 2)
+        if(NOT (x EQUAL 1 AND y EQUAL 1))
+            math(EXPR a "1 + 4 * ${y} + ${x}")
+            math(EXPR b "${a} + 1")
+            math(EXPR c "${a} + 5")
+            math(EXPR d "${a} + 4")
+            string(APPEND holed "f ${a} ${b} ${c}\nf ${a} ${c} ${d}\n")
+        endif()
+    endforeach()
+endforeach()
+string(APPEND holed "v 20 0 0\nv 30 0 0\nv 20 10 0\nf 17 18 19\n")
+file(WRITE "${WORKDIR}/holed.obj" "${holed}")
+# The bow tie next to a lone right triangle with legs of 1: the loops through the pinch vertex
+# are dropped, the triangle's stays (3 vertices, 2 + sqrt 2); both bow-tie triangles touch the
+# pinch vertex.
+file(WRITE "${WORKDIR}/pinch.obj" "v 0 0 0\nv 1 0 0\nv 1 1 0\nv -1 0 0\nv -1 -1 0\nv 5 0 0\nv 6 0 0\nv 5 1 0\n"
+    "f 1 2 3\nf 1 4 5\nf 6 7 8\n")

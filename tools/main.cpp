@@ -33,14 +33,13 @@ const Command kCommands[] = {
     {"colors", runColors, "colors MESH.obj OUT.ply"},
 };
 
-void printUsage(FILE* to)
+void printUsage()
 {
-    std::fprintf(to, "usage: qlm-mesh COMMAND ARGS\ncommands:\n");
+    std::printf("usage: qlm-mesh COMMAND ARGS\ncommands:\n");
     for (const Command& c : kCommands)
-        std::fprintf(to, "  qlm-mesh %s\n", c.usage);
-    std::fprintf(to,
-                 "exit codes: 0 success, 1 the output could not be written, 2 bad arguments or unreadable "
-                 "input\nprogress is shown on stderr when it is a terminal\n");
+        std::printf("  qlm-mesh %s\n", c.usage);
+    std::printf("exit codes: 0 success, 1 the output could not be written, 2 bad arguments or unreadable "
+                "input\nprogress is shown on stderr when it is a terminal\n");
 }
 
 // Wide output (the library's messages, the tool's reports) is converted by the C locale: take
@@ -62,14 +61,15 @@ int main(int argc, char** argv)
     // itself, in one line
     omerr().disable();
     omlog().disable();
+    // bad arguments get one line, like every command's errors; the usage is on --help
     if (argc < 2)
     {
-        printUsage(stderr);
+        std::fprintf(stderr, "qlm-mesh: no command given (see qlm-mesh --help)\n");
         return 2;
     }
     if (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "help") == 0)
     {
-        printUsage(stdout);
+        printUsage();
         return 0;
     }
     for (const Command& c : kCommands)
@@ -87,7 +87,6 @@ int main(int argc, char** argv)
                 return 2;
             }
         }
-    std::fprintf(stderr, "qlm-mesh: unknown command '%s'\n", argv[1]);
-    printUsage(stderr);
+    std::fprintf(stderr, "qlm-mesh: unknown command '%s' (see qlm-mesh --help)\n", argv[1]);
     return 2;
 }
