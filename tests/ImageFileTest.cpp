@@ -1,5 +1,6 @@
 #include "color/ImageFile.h"
 
+#include "support/EngineMeshes.h"
 #include "support/TestMeshes.h"
 
 #include <gtest/gtest.h>
@@ -193,6 +194,18 @@ TEST(ImageFileJpeg, RoundTripIsCloseAndKeepsRowOrder)
     EXPECT_NEAR(greyLoaded->Buffer()[10], 77, 2);
 
     EXPECT_FALSE(ImageFile::SaveJpeg(vsk::Image(2, 2, 4), dir.file("rgba.jpg"), 90, &error));
+}
+
+// The engine checks that a buffer handed to an image fits its size.
+TEST(ImageBuffer, TakesOverAFittingBufferAndReportsAnyOther)
+{
+    test::AssertCapture asserts;
+    const vsk::Image fits(2, 1, 3, {1, 2, 3, 4, 5, 6});
+    EXPECT_EQ(fits.GetPixel(1, 0)[2], 6);
+    EXPECT_EQ(asserts.count(), 0u);
+    const vsk::Image tooShort(2, 2, 3, {1, 2, 3});
+    EXPECT_TRUE(asserts.saw("nWidth*nHeight*nChannels == vBuffer.size()"));
+    EXPECT_EQ(tooShort.Buffer().size(), 12u);  // grown to fit, so pixel reads stay inside
 }
 
 TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReason)
