@@ -30,7 +30,7 @@ public:
     ClrRGB(ClrRGB&&) = default;
     ClrRGB& operator=(const ClrRGB&) = default;
     ClrRGB& operator=(ClrRGB&&) = default;
-    ~ClrRGB() = default;
+    ~ClrRGB() {}
 
     // Per channel, wrapped to 16 bits, result via the constructor (grey substitution).
     ClrRGB operator+(const ClrRGB& o) const { return ClrRGB(wrap(r + o.r), wrap(g + o.g), wrap(b + o.b)); }

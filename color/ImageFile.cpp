@@ -40,6 +40,18 @@ bool tooLarge(uint64_t width, uint64_t height)
     return width == 0 || height == 0 || width * height > ImageFile::kMaxPixels;
 }
 
+// Pixels are decoded row by row into a buffer that grows with the rows that arrive, so a header
+// that claims a large picture costs memory only as its data turns out to be there. `total` is the
+// claimed size: the capacity doubles up to it, never past it. Returns the new row, zero-filled.
+unsigned char* appendRow(std::vector<unsigned char>& pixels, size_t rowBytes, size_t total)
+{
+    const size_t needed = pixels.size() + rowBytes;
+    if (needed > pixels.capacity())
+        pixels.reserve(std::max(needed, std::min(total, 2 * pixels.capacity())));
+    pixels.resize(needed);
+    return pixels.data() + needed - rowBytes;
+}
+
 // --- PNG ----------------------------------------------------------------------------------------
 
 struct PngReader
@@ -66,7 +78,7 @@ void pngWarning(png_structp, png_const_charp) {}
 
 // Reads the header and asks for 8-bit output with the file's channels (palettes expanded).
 bool pngReadHeader(PngReader& reader, std::FILE* file, png_uint_32& width, png_uint_32& height,
-                   unsigned& channels)
+                   unsigned& channels, bool& interlaced, size_t& rowBytes)
 {
     if (setjmp(png_jmpbuf(reader.png)))
         return false;
@@ -83,20 +95,45 @@ bool pngReadHeader(PngReader& reader, std::FILE* file, png_uint_32& width, png_u
         png_set_tRNS_to_alpha(reader.png);
     if (bitDepth == 16)
         png_set_scale_16(reader.png);
-    png_set_interlace_handling(reader.png);
+    // Interlaced images are not combined by the decoder, which would need the whole picture in
+    // memory from the first pass on: their passes are read as small images and combined after.
     png_read_update_info(reader.png, reader.info);
     width = png_get_image_width(reader.png, reader.info);
     height = png_get_image_height(reader.png, reader.info);
     channels = png_get_channels(reader.png, reader.info);
+    interlaced = png_get_interlace_type(reader.png, reader.info) == PNG_INTERLACE_ADAM7;
+    rowBytes = png_get_rowbytes(reader.png, reader.info);
     return true;
 }
 
-bool pngReadRows(PngReader& reader, png_bytepp rows)
+// The next row of the image, or of the current interlace pass. The decoder writes a whole
+// image row's bytes to `row` either way.
+bool pngReadRow(PngReader& reader, png_bytep row)
 {
     if (setjmp(png_jmpbuf(reader.png)))
         return false;
-    png_read_image(reader.png, rows);
+    png_read_row(reader.png, row, nullptr);
     return true;  // note: chunks after the image data are not read; they cannot change the pixels
+}
+
+// Scatters the seven passes of an interlaced image, stored one after another, to their places.
+std::vector<unsigned char> combinePasses(const std::vector<unsigned char>& passes, png_uint_32 width,
+                                         png_uint_32 height, unsigned channels)
+{
+    std::vector<unsigned char> pixels(size_t(width) * height * channels);
+    const unsigned char* from = passes.data();
+    for (int pass = 0; pass < PNG_INTERLACE_ADAM7_PASSES; ++pass)
+    {
+        const png_uint_32 cols = PNG_PASS_COLS(width, pass);
+        const png_uint_32 rows = cols == 0 ? 0 : PNG_PASS_ROWS(height, pass);
+        for (png_uint_32 y = 0; y < rows; ++y)
+        {
+            unsigned char* row = pixels.data() + size_t(PNG_ROW_FROM_PASS_ROW(y, pass)) * width * channels;
+            for (png_uint_32 x = 0; x < cols; ++x, from += channels)
+                std::memcpy(row + size_t(PNG_COL_FROM_PASS_COL(x, pass)) * channels, from, channels);
+        }
+    }
+    return pixels;
 }
 
 std::shared_ptr<vsk::Image> loadPng(std::FILE* file, const std::filesystem::path& path, std::string* error)
@@ -113,26 +150,40 @@ std::shared_ptr<vsk::Image> loadPng(std::FILE* file, const std::filesystem::path
     png_uint_32 width = 0;
     png_uint_32 height = 0;
     unsigned channels = 0;
-    if (!pngReadHeader(reader, file, width, height, channels))
+    bool interlaced = false;
+    size_t rowBytes = 0;
+    if (!pngReadHeader(reader, file, width, height, channels, interlaced, rowBytes))
     {
         setError(error, path, std::string("bad PNG file: ") + reader.message);
         return nullptr;
     }
-    if (tooLarge(width, height) || channels < 1 || channels > 4)
+    if (tooLarge(width, height) || channels < 1 || channels > 4 || rowBytes != size_t(width) * channels)
     {
         setError(error, path, "unsupported PNG size or layout");
         return nullptr;
     }
-    auto image = std::make_shared<vsk::Image>(width, height, channels);
-    std::vector<png_bytep> rows(height);
-    for (png_uint_32 y = 0; y < height; ++y)
-        rows[y] = image->GetPixel(0, static_cast<int>(y));
-    if (!pngReadRows(reader, rows.data()))
+    const size_t total = size_t(width) * height * channels;
+    std::vector<unsigned char> pixels;  // the rows, or the passes' rows one pass after another
+    std::vector<unsigned char> passRow(interlaced ? rowBytes : 0);
+    for (int pass = 0; pass < (interlaced ? PNG_INTERLACE_ADAM7_PASSES : 1); ++pass)
     {
-        setError(error, path, std::string("bad PNG file: ") + reader.message);
-        return nullptr;
+        const png_uint_32 cols = interlaced ? PNG_PASS_COLS(width, pass) : width;
+        const png_uint_32 rows = cols == 0 ? 0 : interlaced ? PNG_PASS_ROWS(height, pass) : height;
+        for (png_uint_32 y = 0; y < rows; ++y)
+        {
+            if (!pngReadRow(reader, interlaced ? passRow.data() : appendRow(pixels, rowBytes, total)))
+            {
+                setError(error, path, std::string("bad PNG file: ") + reader.message);
+                return nullptr;
+            }
+            if (interlaced)
+                std::memcpy(appendRow(pixels, size_t(cols) * channels, total), passRow.data(),
+                            size_t(cols) * channels);
+        }
     }
-    return image;
+    if (interlaced)
+        pixels = combinePasses(pixels, width, height, channels);
+    return std::make_shared<vsk::Image>(width, height, channels, std::move(pixels));
 }
 
 // --- JPEG ---------------------------------------------------------------------------------------
@@ -154,11 +205,12 @@ void jpegErrorExit(j_common_ptr info)
 
 void jpegSilence(j_common_ptr) {}
 
-// Warnings are not printed; the one that matters, a file that ends before its image data does
-// (libjpeg then pads the picture with grey), is remembered so that the read can fail.
+// Warnings are not printed; the ones that matter, image data that ends before the picture does,
+// at the end of the file or at a marker (libjpeg then pads the picture with grey), are remembered
+// so that the read can fail, and stop at once: a header may claim far more rows than the data.
 void jpegNoteWarning(j_common_ptr info, int level)
 {
-    if (level < 0 && info->err->msg_code == JWRN_JPEG_EOF)
+    if (level < 0 && (info->err->msg_code == JWRN_JPEG_EOF || info->err->msg_code == JWRN_HIT_MARKER))
         reinterpret_cast<JpegError*>(info->err)->truncated = true;
 }
 
@@ -176,7 +228,7 @@ struct JpegReader
 };
 
 bool jpegReadHeader(JpegReader& reader, std::FILE* file, unsigned& width, unsigned& height,
-                    unsigned& channels)
+                    unsigned& channels, bool& multiScan)
 {
     reader.info.err = jpeg_std_error(&reader.err.manager);
     reader.err.manager.error_exit = jpegErrorExit;
@@ -198,30 +250,43 @@ bool jpegReadHeader(JpegReader& reader, std::FILE* file, unsigned& width, unsign
     width = reader.info.output_width;
     height = reader.info.output_height;
     channels = static_cast<unsigned>(reader.info.output_components);
+    multiScan = jpeg_has_multiple_scans(&reader.info);
     return true;
 }
 
-bool jpegReadRows(JpegReader& reader, vsk::Image& image)
+bool jpegStart(JpegReader& reader)
 {
     if (setjmp(reader.err.jump))
         return false;
     jpeg_start_decompress(&reader.info);
-    while (reader.info.output_scanline < reader.info.output_height)
-    {
-        JSAMPROW row = image.GetPixel(0, static_cast<int>(reader.info.output_scanline));
-        jpeg_read_scanlines(&reader.info, &row, 1);
-    }
+    return true;
+}
+
+bool jpegReadRow(JpegReader& reader, JSAMPROW row)
+{
+    if (setjmp(reader.err.jump))
+        return false;
+    jpeg_read_scanlines(&reader.info, &row, 1);
+    return true;
+}
+
+bool jpegFinish(JpegReader& reader)
+{
+    if (setjmp(reader.err.jump))
+        return false;
     jpeg_finish_decompress(&reader.info);
     return true;
 }
 
-std::shared_ptr<vsk::Image> loadJpeg(std::FILE* file, const std::filesystem::path& path, std::string* error)
+std::shared_ptr<vsk::Image> loadJpeg(std::FILE* file, uint64_t fileBytes, const std::filesystem::path& path,
+                                     std::string* error)
 {
     JpegReader reader;
     unsigned width = 0;
     unsigned height = 0;
     unsigned channels = 0;
-    if (!jpegReadHeader(reader, file, width, height, channels))
+    bool multiScan = false;
+    if (!jpegReadHeader(reader, file, width, height, channels, multiScan))
     {
         setError(error, path, std::string("bad JPEG file: ") + reader.err.message);
         return nullptr;
@@ -231,18 +296,35 @@ std::shared_ptr<vsk::Image> loadJpeg(std::FILE* file, const std::filesystem::pat
         setError(error, path, "unsupported JPEG size or layout");
         return nullptr;
     }
-    auto image = std::make_shared<vsk::Image>(width, height, channels);
-    if (!jpegReadRows(reader, *image))
+    const size_t rowBytes = size_t(width) * channels;
+    const size_t total = rowBytes * height;
+    // A progressive or multi-scan file is decoded whole, into buffers of about twice the image's
+    // size, before its first row comes out. Its size is therefore weighed against the file's: a
+    // Huffman-coded file spends at least a bit on each 8 x 8 block of each scan, which bounds it
+    // to about 1400 image bytes per file byte, so only a header that lies goes past this.
+    constexpr uint64_t kMaxMultiScanBytesPerFileByte = 4096;
+    if (multiScan && total / kMaxMultiScanBytesPerFileByte > fileBytes)
+    {
+        setError(error, path, "JPEG file too small for the image size it claims");
+        return nullptr;
+    }
+    std::vector<unsigned char> pixels;
+    bool decoded = jpegStart(reader);
+    while (decoded && !reader.err.truncated && reader.info.output_scanline < reader.info.output_height)
+        decoded = jpegReadRow(reader, appendRow(pixels, rowBytes, total));
+    if (decoded && !reader.err.truncated)
+        decoded = jpegFinish(reader);
+    if (!decoded)
     {
         setError(error, path, std::string("bad JPEG file: ") + reader.err.message);
         return nullptr;
     }
-    if (reader.err.truncated)
+    if (reader.err.truncated)  // stopped at the first row past the end of the data
     {
         setError(error, path, "truncated JPEG file");
         return nullptr;
     }
-    return image;
+    return std::make_shared<vsk::Image>(width, height, channels, std::move(pixels));
 }
 
 struct JpegWriter
@@ -309,12 +391,14 @@ std::shared_ptr<vsk::Image> ImageFile::Load(const std::filesystem::path& path, s
         return nullptr;
     unsigned char magic[8] = {};
     const size_t got = std::fread(magic, 1, sizeof(magic), file.get());
+    std::fseek(file.get(), 0, SEEK_END);
+    const long fileBytes = std::ftell(file.get());
     std::rewind(file.get());
     static const unsigned char kPngMagic[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
     if (got == 8 && std::memcmp(magic, kPngMagic, 8) == 0)
         return loadPng(file.get(), path, error);
     if (got >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF)
-        return loadJpeg(file.get(), path, error);
+        return loadJpeg(file.get(), fileBytes > 0 ? uint64_t(fileBytes) : 0, path, error);
     setError(error, path, "not a PNG or JPEG file");
     return nullptr;
 }

@@ -27,6 +27,10 @@ public:
     // 3 RGB, 4 RGBA; palette PNGs become RGB (RGBA with transparency), 16-bit channels are scaled
     // to 8 bits, JPEGs give 1 or 3 channels (CMYK JPEGs are refused). Null on failure, with a
     // one-line reason in `error` when it is not null.
+    // Rows are decoded one at a time into a buffer that grows as they arrive, so a file whose
+    // header claims more than its data holds fails before costing much memory. Progressive and
+    // other multi-scan JPEGs are decoded whole first: one whose image would exceed 4096 bytes per
+    // byte of the file is refused (no Huffman-coded file comes near that).
     static std::shared_ptr<vsk::Image> Load(const std::filesystem::path& path, std::string* error = nullptr);
 
     // Writes `image` (1 to 4 channels) as a PNG file; false with a reason in `error` on failure.

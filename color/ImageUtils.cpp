@@ -14,9 +14,11 @@ ClrRGB ImageUtils::getPixel(vsk::Image* img, int x, int y)
 
 float ImageUtils::getHuefromRGB(ClrRGB c)
 {
-    const float r = c.r / 255.0f;
-    const float g = c.g / 255.0f;
-    const float b = c.b / 255.0f;
+    // The channels are scaled in single precision, then widened: the differences and the whole
+    // expression are evaluated in double.
+    const double r = c.r / 255.0f;
+    const double g = c.g / 255.0f;
+    const double b = c.b / 255.0f;
     const double numerator = (g - b) * 1.732;
     const double denominator = (r - g) + (r - b);
     const double h = std::atan(numerator / denominator);

@@ -17,7 +17,7 @@ bool RawMesh::isValid() const
     return true;
 }
 
-bool RawMesh::pushBackIndex(uint32_t index)
+bool RawMesh::pushBackIndex(uint32_t index) const
 {
     if (indexType_ == Index16 && index > 0xFFFFu)
         return false;
@@ -25,7 +25,7 @@ bool RawMesh::pushBackIndex(uint32_t index)
     return true;
 }
 
-void RawMesh::reserveVertices(uint64_t n)
+void RawMesh::reserveVertices(uint64_t n) const
 {
     positions_.reserve(n);
 }

@@ -57,25 +57,28 @@ public:
     uint32_t vertexColorAt(uint64_t i) const { return colors_[i]; }
     uint32_t indexAt(uint64_t i) const { return indices_[i]; }
 
-    void pushBackPosition(const Vector3<float>& p) { positions_.push_back(p); }
-    void pushBackNormal(const Vector3<float>& n) { normals_.push_back(n); }
-    void pushBackTangent(const Vector3<float>& t) { tangents_.push_back(t); }
-    void pushBackBitangent(const Vector3<float>& b) { bitangents_.push_back(b); }
-    void pushBackTextureCoord(const Vector2<float>& t) { texCoords_.push_back(t); }
-    void pushBackvertexColor(uint32_t packed) { colors_.push_back(packed); }
+    // The push, resize and reserve operations are const, with mutable storage: host code fills
+    // raw meshes through const references, so they must be callable there. On a non-const
+    // RawMesh they behave as ordinary mutators.
+    void pushBackPosition(const Vector3<float>& p) const { positions_.push_back(p); }
+    void pushBackNormal(const Vector3<float>& n) const { normals_.push_back(n); }
+    void pushBackTangent(const Vector3<float>& t) const { tangents_.push_back(t); }
+    void pushBackBitangent(const Vector3<float>& b) const { bitangents_.push_back(b); }
+    void pushBackTextureCoord(const Vector2<float>& t) const { texCoords_.push_back(t); }
+    void pushBackvertexColor(uint32_t packed) const { colors_.push_back(packed); }
     // Appends one index; false (and nothing appended) when it does not fit the index type.
-    bool pushBackIndex(uint32_t index);
+    bool pushBackIndex(uint32_t index) const;
 
-    void resizePositions(uint64_t n) { positions_.resize(n); }
-    void resizeNormals(uint64_t n) { normals_.resize(n); }
-    void resizeTextureCoords(uint64_t n) { texCoords_.resize(n); }
-    void resizeTangents(uint64_t n) { tangents_.resize(n); }
-    void resizeBitangents(uint64_t n) { bitangents_.resize(n); }
-    void resizeIndices(uint64_t n) { indices_.resize(n); }
+    void resizePositions(uint64_t n) const { positions_.resize(n); }
+    void resizeNormals(uint64_t n) const { normals_.resize(n); }
+    void resizeTextureCoords(uint64_t n) const { texCoords_.resize(n); }
+    void resizeTangents(uint64_t n) const { tangents_.resize(n); }
+    void resizeBitangents(uint64_t n) const { bitangents_.resize(n); }
+    void resizeIndices(uint64_t n) const { indices_.resize(n); }
 
     // Reserve room ahead of many pushes.
-    void reserveVertices(uint64_t n);
-    void reserveIndices(uint64_t n) { indices_.reserve(n); }
+    void reserveVertices(uint64_t n) const;
+    void reserveIndices(uint64_t n) const { indices_.reserve(n); }
 
     // Direct access to the arrays, for bulk copies.
     std::vector<Vector3<float>>& positions() { return positions_; }
@@ -89,13 +92,14 @@ public:
 
 private:
     MeshIndexType indexType_;
-    std::vector<Vector3<float>> positions_;
-    std::vector<Vector3<float>> normals_;
-    std::vector<Vector2<float>> texCoords_;
-    std::vector<Vector3<float>> tangents_;
-    std::vector<Vector3<float>> bitangents_;
-    std::vector<uint32_t> colors_;
-    std::vector<uint32_t> indices_;
+    // mutable: see the push and resize operations above
+    mutable std::vector<Vector3<float>> positions_;
+    mutable std::vector<Vector3<float>> normals_;
+    mutable std::vector<Vector2<float>> texCoords_;
+    mutable std::vector<Vector3<float>> tangents_;
+    mutable std::vector<Vector3<float>> bitangents_;
+    mutable std::vector<uint32_t> colors_;
+    mutable std::vector<uint32_t> indices_;
 };
 
 }  // namespace Quelm::Objects

@@ -13,6 +13,9 @@ class Image
 public:
     // A zero-filled image.
     Image(unsigned width, unsigned height, unsigned channels);
+    // An image over `buffer`, taken over without a copy. A buffer whose size is not
+    // width * height * channels is reported as an engine assertion and then resized to fit.
+    Image(unsigned width, unsigned height, unsigned channels, std::vector<unsigned char> buffer);
 
     unsigned GetWidth() const { return width_; }
     unsigned GetHeight() const { return height_; }
@@ -34,6 +37,8 @@ public:
     const std::vector<unsigned char>& Buffer() const { return buffer_; }
 
 private:
+    void checkSize();
+
     unsigned width_;
     unsigned height_;
     unsigned channels_;

@@ -22,10 +22,20 @@ MeshRegion& MeshRegion::operator=(MeshRegion&& other)
     return *this;
 }
 
-void MeshRegion::Faces(std::vector<unsigned>& out) const
+// Traversal may run beside insertions, but the set can grow between a size query and the end
+// of the walk, so nothing here relies on its size: each ID is appended as it is reached.
+void MeshRegion::Faces(std::vector<unsigned>& out)
 {
-    out.reserve(out.size() + faces_.size());
-    out.insert(out.end(), faces_.begin(), faces_.end());
+    for (unsigned fID : faces_)
+        out.push_back(fID);
+}
+
+tbb::concurrent_unordered_set<unsigned> MeshRegion::Faces() const
+{
+    tbb::concurrent_unordered_set<unsigned> copy;
+    for (unsigned fID : faces_)
+        copy.insert(fID);
+    return copy;
 }
 
 }  // namespace Quelm::Topology

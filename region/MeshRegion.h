@@ -24,9 +24,11 @@ public:
     // Inserts `fID`; an ID already present changes nothing. Safe to call from many threads.
     void addF(unsigned fID) { faces_.insert(fID); }
     // Appends every ID to `out` in the set's (unspecified) iteration order; `out` is not cleared.
-    void Faces(std::vector<unsigned>& out) const;
-    // A copy of the set.
-    tbb::concurrent_unordered_set<unsigned> Faces() const { return faces_; }
+    // IDs added while this runs may or may not be listed.
+    void Faces(std::vector<unsigned>& out);
+    // A copy of the set, built by traversal (the set's copy constructor may not run beside
+    // insertions); IDs added while this runs may or may not be in it.
+    tbb::concurrent_unordered_set<unsigned> Faces() const;
     int Size() const { return static_cast<int>(faces_.size()); }
     void clear() { faces_.clear(); }
     bool empty() const { return faces_.empty(); }

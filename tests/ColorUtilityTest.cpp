@@ -160,4 +160,8 @@ TEST(ImageHue, AtanHueInWholeDegrees)
     // 2r = g + b gives a zero denominator, exactly so in float when b = 0 and g = 2r.
     EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(100, 200, 0)), 90.0f);
     EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(100, 0, 200)), -90.0f);
+    // 2r = g + b again, but the scaled channels do not cancel exactly: the differences are taken
+    // in double, where the denominator's sign differs from a single-precision evaluation.
+    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(5, 9, 1)), -90.0f);
+    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(5, 1, 9)), 89.0f);
 }

@@ -39,6 +39,31 @@ TEST(RawMeshRecord, SixteenBitIndicesRefuseLargeValues)
     EXPECT_TRUE(wide.pushBackIndex(70000));
 }
 
+// Host code fills raw meshes it holds by const reference.
+TEST(RawMeshRecord, FillsThroughAConstReference)
+{
+    RawMesh raw(Index16);
+    const RawMesh& view = raw;
+    view.resizePositions(2);
+    view.pushBackPosition({0, 1, 0});
+    view.pushBackTextureCoord({0.5f, 1});
+    view.resizeTextureCoords(3);
+    view.pushBackNormal({0, 0, 1});
+    view.resizeNormals(3);
+    view.pushBackvertexColor(0xFF0000FFu);
+    EXPECT_TRUE(view.pushBackIndex(2));
+    EXPECT_FALSE(view.pushBackIndex(70000));
+    view.resizeIndices(3);
+    EXPECT_EQ(raw.positionsSize(), 3u);
+    EXPECT_EQ(raw.positionAt(2).y, 1.0f);
+    EXPECT_EQ(raw.textureCoordAt(0).x, 0.5f);
+    EXPECT_EQ(raw.normalsSize(), 3u);
+    EXPECT_EQ(raw.vertexColorAt(0), 0xFF0000FFu);
+    EXPECT_EQ(raw.indicesSize(), 3u);
+    EXPECT_EQ(raw.indexAt(0), 2u);
+    EXPECT_TRUE(raw.isValid());
+}
+
 TEST(BoxRecord, DefaultIsEmptyAndGrowsByInclusion)
 {
     Box<double> box;

@@ -1,13 +1,22 @@
 #include "color/ImageFile.h"
 
+#include "support/EngineMeshes.h"
 #include "support/TestMeshes.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <vector>
+
+// jpeglib.h needs FILE and size_t declared before it.
+#include <jpeglib.h>
+#include <png.h>
+
+#include <sys/resource.h>
 
 using Quelm::Topology::ImageFile;
 
@@ -69,15 +78,17 @@ std::string zlibStored(const std::string& raw)
 }
 
 // `rows` are the filtered scanlines without their filter byte (filter 0 is added).
+// With `adam7`, `rows` are the rows of the seven passes one after another (see adam7Rows).
 std::string makePng(uint32_t width, uint32_t height, int bitDepth, int colorType,
                     const std::vector<std::string>& rows, const std::string& plte = "",
-                    const std::string& trns = "")
+                    const std::string& trns = "", bool adam7 = false)
 {
     std::string png = "\x89PNG\r\n\x1a\n";
     std::string ihdr;
     putU32(ihdr, width);
     putU32(ihdr, height);
-    ihdr += std::string{static_cast<char>(bitDepth), static_cast<char>(colorType), 0, 0, 0};
+    ihdr += std::string{static_cast<char>(bitDepth), static_cast<char>(colorType), 0, 0,
+                        static_cast<char>(adam7)};
     putChunk(png, "IHDR", ihdr);
     if (!plte.empty())
         putChunk(png, "PLTE", plte);
@@ -89,6 +100,89 @@ std::string makePng(uint32_t width, uint32_t height, int bitDepth, int colorType
     putChunk(png, "IDAT", zlibStored(raw));
     putChunk(png, "IEND", "");
     return png;
+}
+
+// The scanlines of an 8-bit image's interlace passes, in file order.
+std::vector<std::string> adam7Rows(const vsk::Image& img)
+{
+    std::vector<std::string> rows;
+    const unsigned ch = img.Channels();
+    for (int pass = 0; pass < 7; ++pass)
+    {
+        if (PNG_PASS_COLS(img.GetWidth(), pass) == 0)
+            continue;
+        for (unsigned y = 0; y < PNG_PASS_ROWS(img.GetHeight(), pass); ++y)
+        {
+            std::string row;
+            for (unsigned x = 0; x < PNG_PASS_COLS(img.GetWidth(), pass); ++x)
+            {
+                const unsigned char* p = img.GetPixel(static_cast<int>(PNG_COL_FROM_PASS_COL(x, pass)),
+                                                      static_cast<int>(PNG_ROW_FROM_PASS_ROW(y, pass)));
+                row.append(reinterpret_cast<const char*>(p), ch);
+            }
+            rows.push_back(row);
+        }
+    }
+    return rows;
+}
+
+// `img` (1 or 3 channels) as a progressive JPEG, which the library's writer does not make.
+std::string progressiveJpeg(const vsk::Image& img)
+{
+    jpeg_compress_struct info{};
+    jpeg_error_mgr err{};
+    info.err = jpeg_std_error(&err);
+    jpeg_create_compress(&info);
+    unsigned char* out = nullptr;
+    unsigned long size = 0;
+    jpeg_mem_dest(&info, &out, &size);
+    info.image_width = img.GetWidth();
+    info.image_height = img.GetHeight();
+    info.input_components = static_cast<int>(img.Channels());
+    info.in_color_space = img.Channels() == 1 ? JCS_GRAYSCALE : JCS_RGB;
+    jpeg_set_defaults(&info);
+    jpeg_set_quality(&info, 90, TRUE);
+    jpeg_simple_progression(&info);
+    jpeg_start_compress(&info, TRUE);
+    while (info.next_scanline < info.image_height)
+    {
+        JSAMPROW row = const_cast<unsigned char*>(img.GetPixel(0, static_cast<int>(info.next_scanline)));
+        jpeg_write_scanlines(&info, &row, 1);
+    }
+    jpeg_finish_compress(&info);
+    jpeg_destroy_compress(&info);
+    std::string bytes(reinterpret_cast<char*>(out), size);
+    std::free(out);
+    return bytes;
+}
+
+// `jpeg` with the size in its frame header (baseline or progressive) replaced.
+std::string withJpegSize(std::string jpeg, uint16_t width, uint16_t height)
+{
+    size_t at = jpeg.find("\xff\xc0");
+    if (at == std::string::npos)
+        at = jpeg.find("\xff\xc2");
+    EXPECT_NE(at, std::string::npos);
+    jpeg[at + 5] = static_cast<char>(height >> 8);
+    jpeg[at + 6] = static_cast<char>(height & 0xFF);
+    jpeg[at + 7] = static_cast<char>(width >> 8);
+    jpeg[at + 8] = static_cast<char>(width & 0xFF);
+    return jpeg;
+}
+
+vsk::Image noiseImage(unsigned width, unsigned height, unsigned channels)
+{
+    vsk::Image img(width, height, channels);
+    for (size_t i = 0; i < img.Buffer().size(); ++i)
+        img.Buffer()[i] = static_cast<unsigned char>((i * 2654435761u) >> 13);
+    return img;
+}
+
+long peakResidentKiB()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
 }
 
 void writeBytes(const std::filesystem::path& path, const std::string& bytes)
@@ -161,6 +255,22 @@ TEST(ImageFilePng, PalettesLowAndHighBitDepthsBecomeEightBitChannels)
     EXPECT_EQ(img->Buffer(), Bytes({255, 0, 1}));
 }
 
+TEST(ImageFilePng, InterlacedImagesLoadLikePlainOnes)
+{
+    test::TempDir dir;
+    // Sizes where some passes are empty (1 x 1, 2 x 3) and one where all hold pixels.
+    for (auto [width, height] : {std::pair<unsigned, unsigned>{1, 1}, {2, 3}, {13, 9}})
+    {
+        const vsk::Image img = noiseImage(width, height, 3);
+        writeBytes(dir.file("i.png"), makePng(width, height, 8, 2, adam7Rows(img), "", "", true));
+        std::string error;
+        const auto loaded = ImageFile::Load(dir.file("i.png"), &error);
+        ASSERT_TRUE(loaded) << error;
+        EXPECT_EQ(loaded->GetWidth(), width);
+        EXPECT_EQ(loaded->Buffer(), img.Buffer()) << width << " x " << height;
+    }
+}
+
 TEST(ImageFileJpeg, RoundTripIsCloseAndKeepsRowOrder)
 {
     test::TempDir dir;
@@ -193,6 +303,66 @@ TEST(ImageFileJpeg, RoundTripIsCloseAndKeepsRowOrder)
     EXPECT_NEAR(greyLoaded->Buffer()[10], 77, 2);
 
     EXPECT_FALSE(ImageFile::SaveJpeg(vsk::Image(2, 2, 4), dir.file("rgba.jpg"), 90, &error));
+}
+
+TEST(ImageFileJpeg, ProgressiveFilesLoadEvenWhenHighlyCompressed)
+{
+    test::TempDir dir;
+    const vsk::Image noise = noiseImage(40, 24, 3);
+    writeBytes(dir.file("p.jpg"), progressiveJpeg(noise));
+    std::string error;
+    auto loaded = ImageFile::Load(dir.file("p.jpg"), &error);
+    ASSERT_TRUE(loaded) << error;
+    EXPECT_EQ(loaded->GetWidth(), 40u);
+    EXPECT_EQ(loaded->GetHeight(), 24u);
+    EXPECT_EQ(loaded->Channels(), 3u);
+
+    // One grey level: about as much image per byte of file as such a file can hold.
+    vsk::Image flat(1024, 1024, 1);
+    std::fill(flat.Buffer().begin(), flat.Buffer().end(), 128);
+    writeBytes(dir.file("flat.jpg"), progressiveJpeg(flat));
+    loaded = ImageFile::Load(dir.file("flat.jpg"), &error);
+    ASSERT_TRUE(loaded) << error;
+    EXPECT_EQ(loaded->Buffer()[1024 * 1024 - 1], 128);
+}
+
+// Headers that claim 16384 x 16384 pixels over a few kilobytes of data fail without the loader
+// first setting aside the whole claimed picture (768 MiB each).
+TEST(ImageFileBadInput, LyingHeadersCostLittleMemory)
+{
+    test::TempDir dir;
+    const vsk::Image source = noiseImage(64, 64, 3);
+    ASSERT_TRUE(ImageFile::SaveJpeg(source, dir.file("ok.jpg")));
+    std::ifstream in(dir.file("ok.jpg"), std::ios::binary);
+    const std::string jpeg((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const uint32_t n = 16384;
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"png", makePng(n, n, 8, 2, {std::string(3 * n, '\x40')})},
+        {"png-interlaced", makePng(n, n, 8, 2, {std::string(3 * n / 8, '\x40')}, "", "", true)},
+        {"jpeg", withJpegSize(jpeg, n, n)},
+        {"jpeg-progressive", withJpegSize(progressiveJpeg(source), n, n)},
+    };
+    const long before = peakResidentKiB();
+    for (const auto& [name, bytes] : cases)
+    {
+        writeBytes(dir.file(name), bytes);
+        std::string error;
+        EXPECT_FALSE(ImageFile::Load(dir.file(name), &error)) << name;
+        EXPECT_FALSE(error.empty()) << name;
+    }
+    EXPECT_LT(peakResidentKiB() - before, 64 * 1024);
+}
+
+// The engine checks that a buffer handed to an image fits its size.
+TEST(ImageBuffer, TakesOverAFittingBufferAndReportsAnyOther)
+{
+    test::AssertCapture asserts;
+    const vsk::Image fits(2, 1, 3, {1, 2, 3, 4, 5, 6});
+    EXPECT_EQ(fits.GetPixel(1, 0)[2], 6);
+    EXPECT_EQ(asserts.count(), 0u);
+    const vsk::Image tooShort(2, 2, 3, {1, 2, 3});
+    EXPECT_TRUE(asserts.saw("nWidth*nHeight*nChannels == vBuffer.size()"));
+    EXPECT_EQ(tooShort.Buffer().size(), 12u);  // grown to fit, so pixel reads stay inside
 }
 
 TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReason)

@@ -15,7 +15,9 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
+#include <vector>
 
 using Quelm::Topology::MeshFileGuard;
 using Quelm::Topology::OpenMeshUtility;
@@ -145,7 +147,7 @@ TEST(MeshFileGuard, RefusesRandomBytesBehindStructuredExtensions)
     EXPECT_FALSE(accepts("", ".om"));
 }
 
-TEST(MeshFileGuardObj, ChecksVertexNumbersFaceSizesAndMaterialNames)
+TEST(MeshFileGuardObj, ChecksVertexNumbersAndFaceSizes)
 {
     EXPECT_TRUE(accepts(kObj, ".obj"));
     EXPECT_TRUE(accepts("v 1.5e3 -2 +.5\nvt 0.5 1\nvn 0 0 1\n# nan in a comment\n", ".obj"));
@@ -161,9 +163,36 @@ TEST(MeshFileGuardObj, ChecksVertexNumbersFaceSizesAndMaterialNames)
     // A corner without its vertex index trips an assertion in the reader.
     for (const char* bad : {"f /5 4//4\n", "f /1/1 2 3\n", "f 1 2 /1\n", "f x 1 2\n", "f - 1 2\n"})
         EXPECT_FALSE(accepts(kObj + bad, ".obj")) << bad;
-    EXPECT_TRUE(accepts("mtllib model.mtl\n" + kObj, ".obj"));
-    for (const char* bad : {"mtllib /dev/zero\n", "mtllib ../../../dev/zero\n", "mtllib C:\\x.mtl\n"})
-        EXPECT_FALSE(accepts(bad + kObj, ".obj")) << bad;
+}
+
+// The reader opens the material library relative to the current directory: names that climb out
+// or are absolute are fine as long as they do not name a device, a pipe or a directory.
+TEST(MeshFileGuardObj, RefusesMaterialLibrariesThatAreNotRegularFiles)
+{
+    test::TempDir dir;
+    std::ofstream(dir.file("a.mtl")) << "newmtl red\nKd 1 0 0\n";
+    ASSERT_EQ(mkfifo(dir.file("pipe.mtl").c_str(), 0600), 0);
+    const std::string deep = "../../../../../../../../../../../../";
+    for (const std::string& good :
+         std::vector<std::string>{"model.mtl", "../materials/a.mtl", "", "   ", "/no/such/dir/a.mtl",
+                                  dir.file("a.mtl").string(), "C:\\x.mtl", "two names.mtl"})
+        EXPECT_TRUE(accepts("mtllib " + good + "\n" + kObj, ".obj")) << good;
+    for (const std::string& bad :
+         std::vector<std::string>{"/dev/zero", " /dev/zero \r", deep + "dev/zero",
+                                  dir.file("pipe.mtl").string(), dir.file("").string()})
+        EXPECT_FALSE(accepts("mtllib " + bad + "\n" + kObj, ".obj")) << bad;
+}
+
+// A trailing comment ends what the reader takes from a vertex line; on a face line it goes on
+// reading corners past the '#', so those are still checked.
+TEST(MeshFileGuardObj, InlineCommentsAfterValues)
+{
+    for (const char* good : {"v 1 2 3 # comment\n", "vn 0 0 1 #nan\n", "vt 0.5 1 # inf\n",
+                             "v 1 2 3 4 5 6 #\n", "f 1 2 3 # back face\n", "f 1 2 3 # see 4\n"})
+        EXPECT_TRUE(accepts(kObj + "vt 0 0\n" + good, ".obj")) << good;
+    for (const char* bad : {"v 1 2 # 3\n", "vt # 1\n", "v 1 2 3#c\n", "f 1 2 3 # /5\n", "f 1 2 3 #x/5\n"})
+        EXPECT_FALSE(accepts(kObj + bad, ".obj")) << bad;
+    EXPECT_FALSE(accepts(kObj + "f 1 2 # " + polygon("f", 1023, false), ".obj"));  // 1025 corners
 }
 
 TEST(MeshFileGuardOff, ChecksHeaderAndCountsAgainstTheBytesLeft)
@@ -508,6 +537,7 @@ std::vector<HostileFile> hostileFiles()
         {"obj-million-corners.obj", kObj + polygon("f", 1000000, false), false},
         {"obj-nan.obj", kObj + "v nan 0 0\n", false},
         {"obj-corner-without-vertex.obj", kObj + "vt 0 0\nf /1 2 3\n", false},  // found by fuzzing
+        {"obj-material-device.obj", "mtllib /dev/zero\n" + kObj, false},
         {"noise.off", noise, false},
         {"noise.ply", noise, false},
         {"noise.stl", noise, false},
@@ -548,6 +578,21 @@ TEST(HostileFiles, ReadAsNullOrSaneMesh)
             EXPECT_TRUE(isSane(*mesh)) << file.name;
         }
     }
+}
+
+// Comments after the values of a line and material libraries outside the mesh's folder are read.
+TEST(HostileFiles, ObjWithInlineCommentsAndAClimbingMaterialNameReads)
+{
+    test::TempDir dir;
+    const auto path = dir.file("commented.obj");
+    std::ofstream(path) << "mtllib ../materials/a.mtl\nmtllib \nv 0 0 0 # origin\nv 1 0 0\t# x\nv 0 1 0 #y\n"
+                           "v 0 0 1 # z\nvn 0 0 1 # up\nf 1 3 2 # base\nf 1 2 4\nf 2 3 4 # side\nf 3 1 4 #\n";
+    std::unique_ptr<OpenMeshUtility::Mesh> mesh(OpenMeshUtility::ReadMesh(path.wstring().c_str()));
+    ASSERT_NE(mesh, nullptr);
+    EXPECT_EQ(mesh->n_vertices(), 4u);
+    EXPECT_EQ(mesh->n_faces(), 4u);
+    EXPECT_EQ(mesh->point(OpenMesh::VertexHandle(3)), OpenMeshUtility::Mesh::Point(0, 0, 1));
+    EXPECT_TRUE(isSane(*mesh));
 }
 
 TEST(HostileFiles, BadIndicesDropOnlyTheirFaces)

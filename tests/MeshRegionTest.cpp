@@ -5,6 +5,8 @@
 #include <tbb/parallel_for.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 #include <vector>
 
 using Quelm::Topology::MeshRegion;
@@ -12,7 +14,7 @@ using Quelm::Topology::MeshRegion;
 namespace
 {
 
-std::vector<unsigned> sortedFaces(const MeshRegion& region)
+std::vector<unsigned> sortedFaces(MeshRegion& region)
 {
     std::vector<unsigned> out;
     region.Faces(out);
@@ -93,4 +95,49 @@ TEST(MeshRegion, ConcurrentAddFromAParallelLoopKeepsEveryIdOnce)
         for (unsigned i = 0; i < n; ++i)
             ASSERT_EQ(faces[i], i);
     }
+}
+
+// Both Faces forms walk the set while a parallel loop keeps inserting: every listed ID must be
+// one that was added, listed once, and a snapshot never exceeds what was added.
+TEST(MeshRegion, FacesRunsBesideConcurrentAdds)
+{
+    const unsigned n = 50000;
+    tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 4);
+    MeshRegion region;
+    std::atomic<bool> done{false};
+    std::thread reader(
+        [&]
+        {
+            int rounds = 0;
+            while (!done.load() || rounds < 2)
+            {
+                std::vector<unsigned> out = {n};  // a sentinel that must stay first
+                region.Faces(out);
+                ASSERT_EQ(out.front(), n);
+                std::sort(out.begin() + 1, out.end());
+                ASSERT_TRUE(std::adjacent_find(out.begin() + 1, out.end()) == out.end());
+                ASSERT_LE(out.size(), n + 1);
+                ASSERT_TRUE(out.size() == 1 || out.back() < n);
+                const auto copy = region.Faces();
+                ASSERT_LE(copy.size(), n);
+                for (unsigned f : copy)
+                    ASSERT_LT(f, n);
+                ++rounds;
+            }
+        });
+    tbb::parallel_for(0u, n,
+                      [&](unsigned i)
+                      {
+                          region.addF(i);
+                          if (i % 5000 == 0)
+                          {
+                              std::vector<unsigned> out;
+                              region.Faces(out);
+                              EXPECT_LE(out.size(), n);
+                          }
+                      });
+    done = true;
+    reader.join();
+    EXPECT_EQ(sortedFaces(region).size(), n);
+    EXPECT_EQ(region.Faces().size(), n);
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -285,14 +286,38 @@ bool isFiniteNumber(std::string_view t)
 
 // --- OBJ ----------------------------------------------------------------------------------------
 
-// A material library is opened by name relative to the reader's directory: an absolute name or
-// one that climbs out could make it read a device or a named pipe without end.
-bool isSafeMaterialName(std::string_view name)
+// The reader opens the material library named by the rest of the "mtllib" line (trimmed), as
+// given: relative to the current directory, since it reads from a stream and knows no folder of
+// the mesh. A name it cannot open only costs a warning, and a regular file is read to its end;
+// but a device or a named pipe (/dev/zero, a FIFO) would be read without end. So a name is
+// refused when it names something that exists and is not a regular file. Every plausible
+// trimming of the name is checked, so the one the reader opens is among them.
+bool isSafeMaterialName(std::string_view rest)
 {
-    name = trim(name);
-    if (name.empty() || name[0] == '/' || name[0] == '\\' || (name.size() > 1 && name[1] == ':'))
-        return false;
-    return name.find("..") == std::string_view::npos;
+    auto opensSomethingEndless = [](std::string_view name)
+    {
+        std::error_code error;
+        const auto type = std::filesystem::status(std::filesystem::path(std::string(name)), error).type();
+        // an error other than "not found" (no access, a name too long) fails the reader's open too
+        return type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found &&
+               type != std::filesystem::file_type::none;
+    };
+    auto isLineSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+    std::string_view lineEndTrimmed = rest;
+    while (!lineEndTrimmed.empty() && isLineSpace(lineEndTrimmed.front()))
+        lineEndTrimmed.remove_prefix(1);
+    while (!lineEndTrimmed.empty() && isLineSpace(lineEndTrimmed.back()))
+        lineEndTrimmed.remove_suffix(1);
+    return !opensSomethingEndless(rest) && !opensSomethingEndless(lineEndTrimmed) &&
+           !opensSomethingEndless(trim(rest));
+}
+
+// Every corner starts with its vertex index: a corner like "/5" makes the reader attach a texture
+// coordinate to a vertex it does not have, and assert.
+bool isCorner(std::string_view token)
+{
+    const size_t digit = token[0] == '-' || token[0] == '+' ? 1 : 0;
+    return digit < token.size() && isDigit(token[digit]);
 }
 
 bool checkObj(ByteSource& src)
@@ -306,8 +331,10 @@ bool checkObj(ByteSource& src)
             continue;
         if (keyword == "v" || keyword == "vn" || keyword == "vt")
         {
+            // The reader extracts the numbers it wants and stops at the first failure, so a
+            // trailing comment ("v 1 2 3 # note") is never read.
             size_t n = 0;
-            for (; tokens.next(token); ++n)
+            for (; tokens.next(token) && token[0] != '#'; ++n)
                 if (!isFiniteNumber(token))
                     return false;
             if (n < (keyword == "vt" ? 1u : 3u))
@@ -315,13 +342,17 @@ bool checkObj(ByteSource& src)
         }
         else if (keyword == "f")
         {
-            // Every corner starts with its vertex index: a corner like "/5" makes the reader
-            // attach a texture coordinate to a vertex it does not have, and assert.
+            // The reader does not stop at a '#' on a face line: it drops each token it cannot read
+            // a number from and still takes the corners that follow. So after a '#' the words of a
+            // comment are let through, but anything that reads as a corner is checked as one.
             size_t corners = 0;
-            for (; tokens.next(token); ++corners)
+            bool inComment = false;
+            while (tokens.next(token))
             {
-                const size_t digit = token[0] == '-' || token[0] == '+' ? 1 : 0;
-                if (digit >= token.size() || !isDigit(token[digit]) || corners >= kMaxFaceCorners)
+                inComment = inComment || token[0] == '#';
+                if (inComment && !isCorner(token) && token.find('/') == std::string_view::npos)
+                    continue;
+                if (!isCorner(token) || corners++ >= kMaxFaceCorners)
                     return false;
             }
         }
@@ -351,7 +382,8 @@ bool readsAsSmallCount(std::string_view t, uint64_t limit)
         uint64_t value = 0;
         const size_t digitsBegin = i;
         for (; i < t.size() && isDigit(t[i]); ++i)
-            value = value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + static_cast<uint64_t>(t[i] - '0');
+            value =
+                value > (UINT64_MAX - 9) / 10 ? UINT64_MAX : value * 10 + static_cast<uint64_t>(t[i] - '0');
         if (i == digitsBegin)
             return true;
         if (value != 0 && (negative || value > limit))

@@ -12,9 +12,11 @@ namespace Quelm::Topology
 // One pass over the bytes, no mesh is built. Refused, per format:
 // - every format: a stream whose size cannot be taken; an extension other than the five below.
 // - OBJ: a "v" or "vn" line with fewer than 3 numbers, a "vt" line with none, any value on those lines
-//   that is not a plain decimal number below about 1e38 ("nan", "inf", "0x1p3", "1e99"); a face ("f") with
-//   more than 1024 corners or a corner that does not begin with a vertex index ("/5"); an "mtllib" name
-//   that is absolute or contains "..".
+//   before a "#" comment that is not a plain decimal number below about 1e38 ("nan", "inf", "0x1p3",
+//   "1e99"); a face ("f") with more than 1024 corners or a corner that does not begin with a vertex index
+//   ("/5"; after a "#" the reader still takes corners, so only words without "/" are let through there);
+//   an "mtllib" name that, taken relative to the current directory as the reader takes it (or absolute),
+//   names something that exists and is not a regular file (a device, a named pipe, a directory).
 // - OFF: a first line other than [ST][C][N]OFF (so binary, 4-D and n-D files); a counts line not exactly
 //   three unsigned 32-bit integers; counts the remaining bytes cannot hold (2 bytes a number, 2 a face);
 //   fewer vertex or face lines than counted (truncation); a vertex line with too few or non-finite

@@ -3,10 +3,18 @@
 // libtbb passes tasks between threads through its own atomics, which ThreadSanitizer does not
 // see, so every read a worker makes of data the spawning thread wrote looks like a race. This
 // file interposes the scheduler's entry points (the test executable's definitions take
-// precedence over the shared library's) and records the hand-offs they make: spawning a task
-// releases, and a worker acquires whenever it enters the scheduler's code paths; a waiting
-// thread acquires what the finished tasks released on their wait context. Races between task
-// bodies themselves stay visible, as their accesses are not ordered by these edges.
+// precedence over the shared library's) and records hand-offs on one global synchronisation
+// object: spawning a task, entering execute_and_wait and freeing a task release it; allocating a
+// task, asking for the execution slot, entering the scheduler and returning from a wait acquire
+// it (a waiting thread also acquires its wait context).
+//
+// These edges are coarser than the real ones. Every task is freed when it finishes, and the next
+// task any thread starts acquires, so task bodies that run one after the other are ordered, on the
+// same thread or not, whether or not the code orders them. What is still reported: conflicting
+// accesses from bodies that overlap in time (neither thread passes a release and then the other an
+// acquire between them), and races between task bodies and threads that never enter the scheduler
+// (a std::thread that does not call TBB acquires nothing here). What is not: a race between bodies
+// that happened not to overlap in the run, even though the code would allow them to.
 #if defined(__SANITIZE_THREAD__)
 #define QLM_TSAN_BUILD 1
 #elif defined(__has_feature)
