@@ -29,6 +29,17 @@ public:
         page[id & kMask] = value;
     }
 
+    // Calls f(id) for every ID whose mark is not 0, in ascending order. O(maxId / 4096 + set pages).
+    template <class F>
+    void forEachMarked(F&& f) const
+    {
+        for (size_t p = 0; p < pages_.size(); ++p)
+            if (const uint8_t* page = pages_[p].get())
+                for (size_t i = 0; i < kPageSize; ++i)
+                    if (page[i])
+                        f(static_cast<unsigned>((p << kShift) | i));
+    }
+
 private:
     static constexpr unsigned kShift = 12;
     static constexpr size_t kPageSize = size_t(1) << kShift;

@@ -235,17 +235,21 @@ void TarnelUtility::TrisBoundaryEdges(const VFTriangleMesh& mesh,
                                       tbb::concurrent_unordered_set<unsigned>& edges)
 {
     // One pass on this thread over the caller's set (its split-ordered lists are slow to walk and
-    // split) fills a mark per member and a flat list; the workers then split the flat list and
-    // test membership on the marks. The outputs are concurrent sets.
+    // split) fills a mark per member; the marks then give the members as a flat list in ascending
+    // order, which the workers split. Ascending IDs keep neighbouring triangles, and so their
+    // vertex and edge records, together in memory: in the set's hash order every edge lookup is a
+    // cache miss. The outputs are concurrent sets.
     detail::IdMarks inSet(mesh.GetMaxTriangleID());
-    std::vector<unsigned> members;
-    members.reserve(tris.size());
+    size_t memberCount = 0;
     for (unsigned tID : tris)
-        if (mesh.IsTriangle(tID))
+        if (mesh.IsTriangle(tID) && !inSet.get(tID))
         {
             inSet.set(tID, 1);
-            members.push_back(tID);
+            ++memberCount;
         }
+    std::vector<unsigned> members;
+    members.reserve(memberCount);
+    inSet.forEachMarked([&members](unsigned tID) { members.push_back(tID); });
     tbb::parallel_for(tbb::blocked_range<size_t>(0, members.size(), kBorderGrain),
                       [&](const tbb::blocked_range<size_t>& range)
                       {
