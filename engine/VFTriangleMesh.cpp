@@ -627,14 +627,6 @@ unsigned VFTriangleMesh::GetEdgeTriangleCount(unsigned eID) const
     return 2 + (it == m_EdgeOverflow.end() ? 0u : static_cast<unsigned>(it->second.size()));
 }
 
-bool VFTriangleMesh::IsBoundaryEdge(unsigned eID) const
-{
-    if (!VSK_ASSERT(m_vEdges.isValid(eID)))
-        return false;
-    const Edge& e = m_vEdges[eID];
-    return e.nTriangles[0] != InvalidID && e.nTriangles[1] == InvalidID;
-}
-
 bool VFTriangleMesh::IsBoundaryEdge(unsigned v1, unsigned v2) const
 {
     const unsigned eID = FindEdge(v1, v2);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/EngineAssert.h"
 #include "engine/IMesh.h"
 #include "engine/MemoryPool.h"
 #include "engine/RefCountedVector.h"
@@ -436,5 +437,14 @@ private:
     std::unordered_map<unsigned, std::vector<unsigned>> m_EdgeOverflow;  // third triangle onward
     std::set<unsigned> m_NonManifoldEdges;
 };
+
+// Inline: scans over every edge call it once per edge.
+inline bool VFTriangleMesh::IsBoundaryEdge(unsigned eID) const
+{
+    if (!VSK_ASSERT(m_vEdges.isValid(eID)))
+        return false;
+    const Edge& e = m_vEdges[eID];
+    return e.nTriangles[0] != InvalidID && e.nTriangles[1] == InvalidID;
+}
 
 }  // namespace vsk
