@@ -1,6 +1,7 @@
 #include "color/ImageFile.h"
 
 #include "support/EngineMeshes.h"
+#include "support/FileBytes.h"
 #include "support/TestMeshes.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -17,25 +17,12 @@
 #include <png.h>
 
 #include <sys/resource.h>
+#include <zlib.h>
 
 using Quelm::Topology::ImageFile;
 
 namespace
 {
-
-// --- A minimal PNG encoder: stored (uncompressed) deflate blocks, so tests can craft any header.
-
-uint32_t crc32(const std::string& bytes)
-{
-    uint32_t crc = 0xFFFFFFFFu;
-    for (unsigned char c : bytes)
-    {
-        crc ^= c;
-        for (int k = 0; k < 8; ++k)
-            crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
-    }
-    return ~crc;
-}
 
 void putU32(std::string& out, uint32_t v)
 {
@@ -48,37 +35,13 @@ void putChunk(std::string& png, const std::string& type, const std::string& data
     putU32(png, static_cast<uint32_t>(data.size()));
     const std::string body = type + data;
     png += body;
-    putU32(png, crc32(body));
+    putU32(png, static_cast<uint32_t>(
+                    crc32(0, reinterpret_cast<const Bytef*>(body.data()), static_cast<uInt>(body.size()))));
 }
 
-std::string zlibStored(const std::string& raw)
-{
-    std::string z = "\x78\x01";
-    size_t pos = 0;
-    do
-    {
-        const size_t n = std::min<size_t>(raw.size() - pos, 65535);
-        const bool last = pos + n == raw.size();
-        z.push_back(last ? 1 : 0);
-        z.push_back(static_cast<char>(n & 0xFF));
-        z.push_back(static_cast<char>(n >> 8));
-        z.push_back(static_cast<char>(~n & 0xFF));
-        z.push_back(static_cast<char>((~n >> 8) & 0xFF));
-        z += raw.substr(pos, n);
-        pos += n;
-    } while (pos < raw.size());
-    uint32_t a = 1, b = 0;
-    for (unsigned char c : raw)
-    {
-        a = (a + c) % 65521;
-        b = (b + a) % 65521;
-    }
-    putU32(z, (b << 16) | a);
-    return z;
-}
-
-// `rows` are the filtered scanlines without their filter byte (filter 0 is added).
-// With `adam7`, `rows` are the rows of the seven passes one after another (see adam7Rows).
+// A PNG with any header the tests need, its data stored uncompressed. `rows` are the filtered
+// scanlines without their filter byte (filter 0 is added); with `adam7`, the rows of the seven
+// passes one after another (see adam7Rows).
 std::string makePng(uint32_t width, uint32_t height, int bitDepth, int colorType,
                     const std::vector<std::string>& rows, const std::string& plte = "",
                     const std::string& trns = "", bool adam7 = false)
@@ -97,7 +60,12 @@ std::string makePng(uint32_t width, uint32_t height, int bitDepth, int colorType
     std::string raw;
     for (const std::string& row : rows)
         raw += std::string(1, '\0') + row;
-    putChunk(png, "IDAT", zlibStored(raw));
+    uLongf size = compressBound(static_cast<uLong>(raw.size()));
+    std::string z(size, '\0');
+    EXPECT_EQ(compress2(reinterpret_cast<Bytef*>(&z[0]), &size, reinterpret_cast<const Bytef*>(raw.data()),
+                        static_cast<uLong>(raw.size()), Z_NO_COMPRESSION),
+              Z_OK);
+    putChunk(png, "IDAT", z.substr(0, size));
     putChunk(png, "IEND", "");
     return png;
 }
@@ -106,7 +74,6 @@ std::string makePng(uint32_t width, uint32_t height, int bitDepth, int colorType
 std::vector<std::string> adam7Rows(const vsk::Image& img)
 {
     std::vector<std::string> rows;
-    const unsigned ch = img.Channels();
     for (int pass = 0; pass < 7; ++pass)
     {
         if (PNG_PASS_COLS(img.GetWidth(), pass) == 0)
@@ -118,7 +85,7 @@ std::vector<std::string> adam7Rows(const vsk::Image& img)
             {
                 const unsigned char* p = img.GetPixel(static_cast<int>(PNG_COL_FROM_PASS_COL(x, pass)),
                                                       static_cast<int>(PNG_ROW_FROM_PASS_ROW(y, pass)));
-                row.append(reinterpret_cast<const char*>(p), ch);
+                row.append(reinterpret_cast<const char*>(p), img.Channels());
             }
             rows.push_back(row);
         }
@@ -163,11 +130,8 @@ std::string withJpegSize(std::string jpeg, uint16_t width, uint16_t height)
     if (at == std::string::npos)
         at = jpeg.find("\xff\xc2");
     EXPECT_NE(at, std::string::npos);
-    jpeg[at + 5] = static_cast<char>(height >> 8);
-    jpeg[at + 6] = static_cast<char>(height & 0xFF);
-    jpeg[at + 7] = static_cast<char>(width >> 8);
-    jpeg[at + 8] = static_cast<char>(width & 0xFF);
-    return jpeg;
+    const char size[4] = {char(height >> 8), char(height & 0xFF), char(width >> 8), char(width & 0xFF)};
+    return jpeg.replace(at + 5, 4, size, 4);
 }
 
 vsk::Image noiseImage(unsigned width, unsigned height, unsigned channels)
@@ -185,18 +149,12 @@ long peakResidentKiB()
     return usage.ru_maxrss;
 }
 
-void writeBytes(const std::filesystem::path& path, const std::string& bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::vector<unsigned char> pixel(const vsk::Image& img, int x, int y)
-{
-    const unsigned char* p = img.GetPixel(x, y);
-    return std::vector<unsigned char>(p, p + img.Channels());
-}
-
 using Bytes = std::vector<unsigned char>;
+
+Bytes pixel(const vsk::Image& img, int x, int y)
+{
+    return Bytes(img.GetPixel(x, y), img.GetPixel(x, y) + img.Channels());
+}
 
 }  // namespace
 
@@ -221,7 +179,8 @@ TEST(ImageFilePng, RoundTripKeepsChannelsAndRowZeroIsTheTopRow)
 
     // First scanline of the file red, second blue: row 0 is the red one.
     const auto path = dir.file("rows.txt");  // the name does not matter, the bytes do
-    writeBytes(path, makePng(1, 2, 8, 2, {std::string("\xff\x00\x00", 3), std::string("\x00\x00\xff", 3)}));
+    test::writeFile(path,
+                    makePng(1, 2, 8, 2, {std::string("\xff\x00\x00", 3), std::string("\x00\x00\xff", 3)}));
     const auto img = ImageFile::Load(path);
     ASSERT_TRUE(img);
     EXPECT_EQ(pixel(*img, 0, 0), Bytes({255, 0, 0}));
@@ -232,9 +191,8 @@ TEST(ImageFilePng, PalettesLowAndHighBitDepthsBecomeEightBitChannels)
 {
     test::TempDir dir;
     // Palette of two entries, the second half transparent: RGBA.
-    writeBytes(dir.file("pal.png"),
-               makePng(2, 1, 8, 3, {std::string("\x00\x01", 2)}, std::string("\x10\x20\x30\x40\x50\x60", 6),
-                       std::string("\xff\x80", 2)));
+    test::writeFile(dir.file("pal.png"), makePng(2, 1, 8, 3, {std::string("\x00\x01", 2)},
+                                                 std::string("\x10\x20\x30\x40\x50\x60", 6), "\xff\x80"));
     auto img = ImageFile::Load(dir.file("pal.png"));
     ASSERT_TRUE(img);
     EXPECT_EQ(img->Channels(), 4u);
@@ -242,14 +200,14 @@ TEST(ImageFilePng, PalettesLowAndHighBitDepthsBecomeEightBitChannels)
     EXPECT_EQ(pixel(*img, 1, 0), Bytes({0x40, 0x50, 0x60, 0x80}));
 
     // 1-bit grey 1, 0, 1 -> 255, 0, 255.
-    writeBytes(dir.file("bits.png"), makePng(3, 1, 1, 0, {std::string("\xa0", 1)}));
+    test::writeFile(dir.file("bits.png"), makePng(3, 1, 1, 0, {"\xa0"}));
     img = ImageFile::Load(dir.file("bits.png"));
     ASSERT_TRUE(img);
     EXPECT_EQ(img->Channels(), 1u);
     EXPECT_EQ(img->Buffer(), Bytes({255, 0, 255}));
 
     // 16-bit RGB: rounded to 8 bits (x / 257), not cut to the high byte (0x00c0 gives 1, not 0).
-    writeBytes(dir.file("deep.png"), makePng(1, 1, 16, 2, {std::string("\xff\xff\x00\x00\x00\xc0", 6)}));
+    test::writeFile(dir.file("deep.png"), makePng(1, 1, 16, 2, {std::string("\xff\xff\x00\x00\x00\xc0", 6)}));
     img = ImageFile::Load(dir.file("deep.png"));
     ASSERT_TRUE(img);
     EXPECT_EQ(img->Buffer(), Bytes({255, 0, 1}));
@@ -262,7 +220,7 @@ TEST(ImageFilePng, InterlacedImagesLoadLikePlainOnes)
     for (auto [width, height] : {std::pair<unsigned, unsigned>{1, 1}, {2, 3}, {13, 9}})
     {
         const vsk::Image img = noiseImage(width, height, 3);
-        writeBytes(dir.file("i.png"), makePng(width, height, 8, 2, adam7Rows(img), "", "", true));
+        test::writeFile(dir.file("i.png"), makePng(width, height, 8, 2, adam7Rows(img), "", "", true));
         std::string error;
         const auto loaded = ImageFile::Load(dir.file("i.png"), &error);
         ASSERT_TRUE(loaded) << error;
@@ -275,14 +233,10 @@ TEST(ImageFileJpeg, RoundTripIsCloseAndKeepsRowOrder)
 {
     test::TempDir dir;
     vsk::Image img(16, 16, 3);
+    const unsigned char red[3] = {220, 30, 20}, blue[3] = {20, 30, 220};  // top half, bottom half
     for (int y = 0; y < 16; ++y)
         for (int x = 0; x < 16; ++x)
-        {
-            unsigned char* p = img.GetPixel(x, y);
-            p[0] = y < 8 ? 220 : 20;  // top half red, bottom half blue
-            p[1] = 30;
-            p[2] = y < 8 ? 20 : 220;
-        }
+            std::copy_n(y < 8 ? red : blue, 3, img.GetPixel(x, y));
     std::string error;
     ASSERT_TRUE(ImageFile::SaveJpeg(img, dir.file("a.jpg"), 95, &error)) << error;
     const auto loaded = ImageFile::Load(dir.file("a.jpg"), &error);
@@ -294,8 +248,7 @@ TEST(ImageFileJpeg, RoundTripIsCloseAndKeepsRowOrder)
             EXPECT_NEAR(loaded->GetPixel(4, y)[c], img.GetPixel(4, y)[c], 12)
                 << "row " << y << " channel " << c;
 
-    vsk::Image grey(8, 8, 1);
-    std::fill(grey.Buffer().begin(), grey.Buffer().end(), 77);
+    vsk::Image grey(8, 8, 1, std::vector<unsigned char>(64, 77));
     ASSERT_TRUE(ImageFile::SaveJpeg(grey, dir.file("g.jpg"), 90, &error)) << error;
     const auto greyLoaded = ImageFile::Load(dir.file("g.jpg"));
     ASSERT_TRUE(greyLoaded);
@@ -308,8 +261,7 @@ TEST(ImageFileJpeg, RoundTripIsCloseAndKeepsRowOrder)
 TEST(ImageFileJpeg, ProgressiveFilesLoadEvenWhenHighlyCompressed)
 {
     test::TempDir dir;
-    const vsk::Image noise = noiseImage(40, 24, 3);
-    writeBytes(dir.file("p.jpg"), progressiveJpeg(noise));
+    test::writeFile(dir.file("p.jpg"), progressiveJpeg(noiseImage(40, 24, 3)));
     std::string error;
     auto loaded = ImageFile::Load(dir.file("p.jpg"), &error);
     ASSERT_TRUE(loaded) << error;
@@ -318,39 +270,11 @@ TEST(ImageFileJpeg, ProgressiveFilesLoadEvenWhenHighlyCompressed)
     EXPECT_EQ(loaded->Channels(), 3u);
 
     // One grey level: about as much image per byte of file as such a file can hold.
-    vsk::Image flat(1024, 1024, 1);
-    std::fill(flat.Buffer().begin(), flat.Buffer().end(), 128);
-    writeBytes(dir.file("flat.jpg"), progressiveJpeg(flat));
+    test::writeFile(dir.file("flat.jpg"),
+                    progressiveJpeg(vsk::Image(1024, 1024, 1, Bytes(1024 * 1024, 128))));
     loaded = ImageFile::Load(dir.file("flat.jpg"), &error);
     ASSERT_TRUE(loaded) << error;
     EXPECT_EQ(loaded->Buffer()[1024 * 1024 - 1], 128);
-}
-
-// Headers that claim 16384 x 16384 pixels over a few kilobytes of data fail without the loader
-// first setting aside the whole claimed picture (768 MiB each).
-TEST(ImageFileBadInput, LyingHeadersCostLittleMemory)
-{
-    test::TempDir dir;
-    const vsk::Image source = noiseImage(64, 64, 3);
-    ASSERT_TRUE(ImageFile::SaveJpeg(source, dir.file("ok.jpg")));
-    std::ifstream in(dir.file("ok.jpg"), std::ios::binary);
-    const std::string jpeg((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    const uint32_t n = 16384;
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"png", makePng(n, n, 8, 2, {std::string(3 * n, '\x40')})},
-        {"png-interlaced", makePng(n, n, 8, 2, {std::string(3 * n / 8, '\x40')}, "", "", true)},
-        {"jpeg", withJpegSize(jpeg, n, n)},
-        {"jpeg-progressive", withJpegSize(progressiveJpeg(source), n, n)},
-    };
-    const long before = peakResidentKiB();
-    for (const auto& [name, bytes] : cases)
-    {
-        writeBytes(dir.file(name), bytes);
-        std::string error;
-        EXPECT_FALSE(ImageFile::Load(dir.file(name), &error)) << name;
-        EXPECT_FALSE(error.empty()) << name;
-    }
-    EXPECT_LT(peakResidentKiB() - before, 64 * 1024);
 }
 
 // The engine checks that a buffer handed to an image fits its size.
@@ -365,20 +289,19 @@ TEST(ImageBuffer, TakesOverAFittingBufferAndReportsAnyOther)
     EXPECT_EQ(tooShort.Buffer().size(), 12u);  // grown to fit, so pixel reads stay inside
 }
 
-TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReason)
+// Every broken file gives null and a one-line reason. Headers that claim 16384 x 16384 pixels over
+// a few kilobytes of data fail without the loader first setting aside the whole claimed picture
+// (768 MiB each).
+TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReasonAtLittleMemoryCost)
 {
     test::TempDir dir;
+    const vsk::Image source = noiseImage(64, 64, 3);  // noise: most of the JPEG is image data
+    ASSERT_TRUE(ImageFile::SaveJpeg(source, dir.file("ok.jpg")));
+    const std::string jpeg = test::readFile(dir.file("ok.jpg"));
     const std::string good = makePng(4, 4, 8, 2, std::vector<std::string>(4, std::string(12, '\x40')));
-    std::string hugeHeader = makePng(100000, 100000, 8, 2, {std::string(12, '\x40')});
     std::string badCrc = good;
-    badCrc[29] ^= 0x55;                // inside the IHDR CRC
-    vsk::Image jpegSource(64, 64, 3);  // noise: most of the file is image data
-    for (size_t i = 0; i < jpegSource.Buffer().size(); ++i)
-        jpegSource.Buffer()[i] = static_cast<unsigned char>((i * 2654435761u) >> 13);
-    ASSERT_TRUE(ImageFile::SaveJpeg(jpegSource, dir.file("ok.jpg")));
-    std::ifstream in(dir.file("ok.jpg"), std::ios::binary);
-    const std::string jpeg((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-
+    badCrc[29] ^= 0x55;  // inside the IHDR CRC
+    const uint32_t n = 16384;
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"empty", ""},
         {"text", "hello, this is not an image"},
@@ -386,21 +309,27 @@ TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReason)
         {"png-cut-in-header", good.substr(0, 20)},
         {"png-cut-in-data", good.substr(0, good.size() - 30)},
         {"png-bad-crc", badCrc},
-        {"png-huge", hugeHeader},
+        {"png-huge", makePng(100000, 100000, 8, 2, {std::string(12, '\x40')})},
         {"png-zero-width", makePng(0, 4, 8, 2, {})},
         {"png-bad-depth", makePng(2, 2, 3, 2, {std::string(6, 'a'), std::string(6, 'a')})},
         {"jpeg-magic-only", "\xff\xd8\xff"},
         {"jpeg-cut-in-header", jpeg.substr(0, 40)},
         {"jpeg-cut-in-data", jpeg.substr(0, jpeg.size() / 2)},
+        {"png-lying", makePng(n, n, 8, 2, {std::string(3 * n, '\x40')})},
+        {"png-interlaced-lying", makePng(n, n, 8, 2, {std::string(3 * n / 8, '\x40')}, "", "", true)},
+        {"jpeg-lying", withJpegSize(jpeg, n, n)},
+        {"jpeg-progressive-lying", withJpegSize(progressiveJpeg(source), n, n)},
     };
+    const long before = peakResidentKiB();
     for (const auto& [name, bytes] : cases)
     {
-        writeBytes(dir.file(name), bytes);
+        test::writeFile(dir.file(name), bytes);
         std::string error;
         EXPECT_FALSE(ImageFile::Load(dir.file(name), &error)) << name;
         EXPECT_FALSE(error.empty()) << name;
         EXPECT_EQ(error.find('\n'), std::string::npos) << name;
     }
+    EXPECT_LT(peakResidentKiB() - before, 64 * 1024);
     std::string error;
     EXPECT_FALSE(ImageFile::Load(dir.file("missing.png"), &error));
     EXPECT_NE(error.find("missing.png"), std::string::npos);
