@@ -1,19 +1,16 @@
 #include "color/ImageFile.h"
+#include "support/FileBytes.h"
 #include "support/TestMeshes.h"
 #include "tools/Commands.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -26,11 +23,6 @@ namespace
 using Quelm::Topology::ImageFile;
 using testing::HasSubstr;
 
-void writeText(const std::filesystem::path& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
 using Rgb = std::array<int, 3>;  // ints, so that failures print numbers
 
 // Multiples of 4 with no channel 0: the four quarter-weight samples of a triangle then add up to
@@ -41,18 +33,14 @@ const Rgb kBlue{32, 40, 200};
 const Rgb kWhite{248, 248, 248};
 const Rgb kBlack{0, 0, 0};
 
-// A 4 x 4 picture as a viewer shows it: red top left, green top right, blue bottom left, white
+// A 2 x 2 picture as a viewer shows it: red top left, green top right, blue bottom left, white
 // bottom right; row 0 of the file is the top row.
 void writeQuadrantTexture(const std::filesystem::path& path)
 {
-    vsk::Image image(4, 4, 3);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 4; ++x)
-        {
-            const Rgb& c = y < 2 ? (x < 2 ? kRed : kGreen) : (x < 2 ? kBlue : kWhite);
-            std::copy(c.begin(), c.end(), image.GetPixel(x, y));
-        }
-    ASSERT_TRUE(ImageFile::SavePng(image, path));
+    std::vector<unsigned char> pixels;
+    for (const Rgb& c : {kRed, kGreen, kBlue, kWhite})
+        pixels.insert(pixels.end(), c.begin(), c.end());
+    ASSERT_TRUE(ImageFile::SavePng(vsk::Image(2, 2, 3, pixels), path));
 }
 
 // A unit quad cut into four triangles around its centre, each mapped inside one quadrant of
@@ -68,60 +56,41 @@ const char* kQuadObj = "mtllib quad.mtl\n"
                        "usemtl picture\n"
                        "f 4/1 1/2 5/3\nf 2/4 3/5 5/6\nf 1/7 2/8 5/9\nf 3/10 4/11 5/12\n";
 
-struct PlyFace
-{
-    std::vector<int32_t> corners;
-    Rgb colour;
-};
-
 struct Ply
 {
     std::string header;
     std::vector<std::array<float, 3>> vertices;
-    std::vector<PlyFace> faces;
+    std::vector<std::vector<int32_t>> faces;
+    std::vector<Rgb> colours;
 };
 
-// Reads the little-endian body of the file the command writes (float x y z; a uchar count of int
-// corners and uchar red green blue), counts taken from the header.
-Ply readPly(const std::filesystem::path& path)
+// Reads the file the command writes: after the header, `vertexCount` little-endian float x y z,
+// then faces to the end (a uchar count of int corners, uchar red green blue).
+Ply readPly(const std::filesystem::path& path, size_t vertexCount)
 {
-    std::ifstream in(path, std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string bytes = test::readFile(path);
     Ply ply;
-    const size_t end = bytes.find("end_header\n");
-    if (end == std::string::npos)
-        return ply;
-    ply.header = bytes.substr(0, end + 11);
-    size_t vertexCount = 0, faceCount = 0;
-    std::istringstream lines(ply.header);
-    for (std::string line; std::getline(lines, line);)
-    {
-        std::sscanf(line.c_str(), "element vertex %zu", &vertexCount);
-        std::sscanf(line.c_str(), "element face %zu", &faceCount);
-    }
-    size_t at = end + 11;
+    size_t at = bytes.find("end_header\n") + 11;
+    ply.header = bytes.substr(0, at);
     auto take = [&](void* to, size_t n)
     {
-        if (at + n > bytes.size())
-            throw std::runtime_error("PLY body too short");
-        std::memcpy(to, bytes.data() + at, n);
+        EXPECT_LE(at + n, bytes.size()) << "PLY body too short";
+        if (at + n <= bytes.size())
+            std::memcpy(to, bytes.data() + at, n);
         at += n;
     };
     ply.vertices.resize(vertexCount);
     for (auto& v : ply.vertices)
         take(v.data(), 12);
-    ply.faces.resize(faceCount);
-    for (auto& f : ply.faces)
+    while (at < bytes.size())
     {
-        uint8_t n = 0;
+        uint8_t n = 0, rgb[3] = {};
         take(&n, 1);
-        f.corners.resize(n);
-        take(f.corners.data(), 4 * size_t(n));
-        uint8_t rgb[3];
+        ply.faces.emplace_back(n);
+        take(ply.faces.back().data(), 4 * size_t(n));
         take(rgb, 3);
-        f.colour = {rgb[0], rgb[1], rgb[2]};
+        ply.colours.push_back({rgb[0], rgb[1], rgb[2]});
     }
-    EXPECT_EQ(at, bytes.size()) << "bytes after the last face";
     return ply;
 }
 
@@ -134,20 +103,19 @@ struct CommandRun
 
 // Runs the command with its standard output captured (it writes through std::wcout) and its
 // standard error.
-CommandRun runColorsCommand(std::vector<std::string> args)
+CommandRun runColorsCommand(const test::TempDir& dir)
 {
-    std::vector<char*> argv;
-    for (std::string& a : args)
-        argv.push_back(a.data());
-    std::wostringstream out;
-    std::wstreambuf* old = std::wcout.rdbuf(out.rdbuf());
+    std::string in = dir.file("quad.obj").string(), out = dir.file("quad.ply").string();
+    char* argv[] = {in.data(), out.data()};
+    std::wostringstream text;
+    std::wstreambuf* old = std::wcout.rdbuf(text.rdbuf());
     testing::internal::CaptureStderr();
     CommandRun run;
-    run.code = runColors(int(argv.size()), argv.data());
+    run.code = runColors(2, argv);
     run.err = testing::internal::GetCapturedStderr();
     std::wcout.rdbuf(old);
-    const std::wstring text = out.str();
-    run.out.assign(text.begin(), text.end());  // ASCII: paths in a temporary folder
+    const std::wstring wide = text.str();
+    run.out.assign(wide.begin(), wide.end());  // ASCII: paths in a temporary folder
     return run;
 }
 
@@ -158,49 +126,43 @@ TEST(ColorsCommand, FaceColoursMatchTheTextureAsAViewerShowsIt)
     test::TempDir dir;
     std::filesystem::create_directory(dir.file("maps"));
     writeQuadrantTexture(dir.file("maps") / "quad.png");
-    writeText(dir.file("quad.mtl"), "newmtl picture\nmap_Kd maps\\quad.png\n");
-    writeText(dir.file("quad.obj"), kQuadObj);
+    test::writeFile(dir.file("quad.mtl"), "newmtl picture\nmap_Kd maps\\quad.png\n");
+    test::writeFile(dir.file("quad.obj"), kQuadObj);
 
-    const CommandRun run = runColorsCommand({dir.file("quad.obj").string(), dir.file("quad.ply").string()});
+    const CommandRun run = runColorsCommand(dir);
     ASSERT_EQ(run.code, 0) << run.err;
     EXPECT_EQ(run.err, "");
     EXPECT_THAT(run.out, HasSubstr(": 5 vertices, 5 triangles, 1 materials"));
     EXPECT_THAT(run.out, HasSubstr("coloured 5 triangles, 1 without texture (black)"));
 
-    const Ply ply = readPly(dir.file("quad.ply"));
+    const Ply ply = readPly(dir.file("quad.ply"), 5);
     EXPECT_EQ(ply.header, "ply\nformat binary_little_endian 1.0\ncomment texture colour per face\n"
                           "element vertex 5\nproperty float x\nproperty float y\nproperty float z\n"
                           "element face 5\nproperty list uchar int vertex_indices\n"
                           "property uchar red\nproperty uchar green\nproperty uchar blue\nend_header\n");
-    ASSERT_EQ(ply.vertices.size(), 5u);
     EXPECT_EQ(ply.vertices[2], (std::array<float, 3>{1, 1, 0}));
     EXPECT_EQ(ply.vertices[4], (std::array<float, 3>{0.5f, 0.5f, 0.25f}));
     ASSERT_EQ(ply.faces.size(), 5u);
     // in file order, corners 0-based
-    EXPECT_EQ(ply.faces[0].corners, (std::vector<int32_t>{0, 1, 3}));
-    EXPECT_EQ(ply.faces[3].corners, (std::vector<int32_t>{0, 1, 4}));
-    EXPECT_EQ(ply.faces[0].colour, kBlack);
-    EXPECT_EQ(ply.faces[1].colour, kRed);
-    EXPECT_EQ(ply.faces[2].colour, kWhite);
-    EXPECT_EQ(ply.faces[3].colour, kBlue);
-    EXPECT_EQ(ply.faces[4].colour, kGreen);
+    EXPECT_EQ(ply.faces[0], (std::vector<int32_t>{0, 1, 3}));
+    EXPECT_EQ(ply.faces[3], (std::vector<int32_t>{0, 1, 4}));
+    EXPECT_EQ(ply.colours, (std::vector<Rgb>{kBlack, kRed, kWhite, kBlue, kGreen}));
 }
 
 // A refused triangle (two equal corners) is left out of the PLY, and the face count with it.
 TEST(ColorsCommand, MissingTextureIsAWarningAndItsTrianglesAreBlack)
 {
     test::TempDir dir;
-    writeText(dir.file("quad.mtl"), "newmtl picture\nmap_Kd gone.png\n");
-    writeText(dir.file("quad.obj"), std::string(kQuadObj) + "f 1/1 1/2 3/3\n");
+    test::writeFile(dir.file("quad.mtl"), "newmtl picture\nmap_Kd gone.png\n");
+    test::writeFile(dir.file("quad.obj"), std::string(kQuadObj) + "f 1/1 1/2 3/3\n");
 
-    const CommandRun run = runColorsCommand({dir.file("quad.obj").string(), dir.file("quad.ply").string()});
+    const CommandRun run = runColorsCommand(dir);
     ASSERT_EQ(run.code, 0) << run.err;
     EXPECT_THAT(run.err, testing::MatchesRegex("qlm-mesh colors: warning: texture [^\n]*gone\\.png[^\n]*\n"
                                                "qlm-mesh colors: warning: 1 triangles with two equal "
                                                "corners skipped\n"));
     EXPECT_THAT(run.out, HasSubstr("coloured 5 triangles, 5 without texture (black)"));
-    const Ply ply = readPly(dir.file("quad.ply"));
-    ASSERT_EQ(ply.faces.size(), 5u);
-    for (const PlyFace& face : ply.faces)
-        EXPECT_EQ(face.colour, kBlack);
+    const Ply ply = readPly(dir.file("quad.ply"), 5);
+    EXPECT_THAT(ply.header, HasSubstr("element face 5\n"));
+    EXPECT_EQ(ply.colours, std::vector<Rgb>(5, kBlack));
 }

@@ -1,10 +1,9 @@
 #include "color/ObjFile.h"
 
+#include "support/FileBytes.h"
 #include "support/TestMeshes.h"
 
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 using Quelm::Topology::ObjFile;
 using Quelm::Topology::ObjMesh;
@@ -12,28 +11,27 @@ using Quelm::Topology::ObjMesh;
 namespace
 {
 
-void writeText(const std::filesystem::path& path, const std::string& text)
-{
-    std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
-
 const uint32_t kNone = ObjMesh::kNone;
+
+std::vector<uint32_t> corners(const uint32_t (&indices)[3])
+{
+    return {indices[0], indices[1], indices[2]};
+}
 
 }  // namespace
 
 TEST(ObjFileRead, FacesCornersAndNegativeIndices)
 {
     test::TempDir dir;
-    writeText(dir.file("m.obj"), "# comment\r\n"
-                                 "v 0 0 0\r\nv 1 0 0\r\nv 1 1 0\r\nv 0 1 +0.5e0\r\n"
-                                 "vt 0 0\r\nvt 1 0\r\nvt 0.25\r\n"
-                                 "vn 0 0 1\r\n"
-                                 "g group\ns 1\n"
-                                 "f 1/1/1 2/2/1 3/3/1 4/3/1\n"  // quad: fan of two
-                                 "f -4//1 -3//1 -2//1\n"        // relative, no texture coordinates
-                                 "f 1 2\n"                      // too short: skipped with a warning
-                                 "f 2/1 3/2 4\n");              // one corner without vt
+    test::writeFile(dir.file("m.obj"), "# comment\r\n"
+                                       "v 0 0 0\r\nv 1 0 0\r\nv 1 1 0\r\nv 0 1 +0.5e0\r\n"
+                                       "vt 0 0\r\nvt 1 0\r\nvt 0.25\r\n"
+                                       "vn 0 0 1\r\n"
+                                       "g group\ns 1\n"
+                                       "f 1/1/1 2/2/1 3/3/1 4/3/1\n"  // quad: fan of two
+                                       "f -4//1 -3//1 -2//1\n"        // relative, no texture coordinates
+                                       "f 1 2\n"                      // too short: skipped with a warning
+                                       "f 2/1 3/2 4\n");              // one corner without vt
     ObjMesh mesh;
     std::string error;
     ASSERT_TRUE(ObjFile::Read(dir.file("m.obj"), mesh, &error)) << error;
@@ -43,7 +41,6 @@ TEST(ObjFileRead, FacesCornersAndNegativeIndices)
     EXPECT_EQ(mesh.uvs[2].x, 0.25f);
     EXPECT_EQ(mesh.uvs[2].y, 0.0f);
     ASSERT_EQ(mesh.triangles.size(), 4u);
-    auto corners = [](const uint32_t* c) { return std::vector<uint32_t>(c, c + 3); };
     EXPECT_EQ(corners(mesh.triangles[1].v), (std::vector<uint32_t>{0, 2, 3}));  // the quad's second half
     EXPECT_EQ(corners(mesh.triangles[1].vt), (std::vector<uint32_t>{0, 2, 2}));
     EXPECT_EQ(corners(mesh.triangles[2].v), (std::vector<uint32_t>{0, 1, 2}));  // -4 is the first
@@ -57,38 +54,30 @@ TEST(ObjFileRead, FacesCornersAndNegativeIndices)
 TEST(ObjFileRead, MaterialsInOrderOfUseWithTexturesFoundEitherSlash)
 {
     test::TempDir dir;
-    writeText(dir.file("tex/a b.png"), "x");
-    writeText(dir.file("tex/wood.jpg"), "x");
-    writeText(dir.file("lib/moved.png"), "x");
-    writeText(dir.file("lib/m.mtl"), "newmtl Wood\n"
-                                     "Kd 1 1 1\n"
-                                     "map_Kd -s 1 1 1 -clamp on ..\\tex\\wood.jpg\n"
-                                     "newmtl Spaced\n"
-                                     "map_Kd ../tex/a b.png\n"
-                                     "newmtl Plain\n"
-                                     "newmtl Moved\n"
-                                     "map_Kd C:\\old\\place\\moved.png\n");
-    writeText(dir.file("m.obj"), "mtllib lib/m.mtl missing.mtl\n"
-                                 "v 0 0 0\nv 1 0 0\nv 0 1 0\n"
-                                 "usemtl Spaced\nf 1 2 3\n"
-                                 "usemtl Wood\nf 1 2 3\n"
-                                 "usemtl Spaced\nf 1 2 3\n"
-                                 "usemtl Nowhere\nf 1 2 3\n"
-                                 "usemtl Plain\nf 1 2 3\n"
-                                 "usemtl Moved\nf 1 2 3\n");
+    for (const char* texture : {"tex/a b.png", "tex/wood.jpg", "lib/moved.png"})
+        test::writeFile(dir.file(texture), "x");
+    test::writeFile(dir.file("lib/m.mtl"),
+                    "newmtl Wood\nKd 1 1 1\nmap_Kd -s 1 1 1 -clamp on ..\\tex\\wood.jpg\n"
+                    "newmtl Spaced\nmap_Kd ../tex/a b.png\nnewmtl Plain\n"
+                    "newmtl Moved\nmap_Kd C:\\old\\place\\moved.png\n");
+    test::writeFile(dir.file("m.obj"),
+                    "mtllib lib/m.mtl missing.mtl\nv 0 0 0\nv 1 0 0\nv 0 1 0\n"
+                    "usemtl Spaced\nf 1 2 3\nusemtl Wood\nf 1 2 3\nusemtl Spaced\nf 1 2 3\n"
+                    "usemtl Nowhere\nf 1 2 3\nusemtl Plain\nf 1 2 3\nusemtl Moved\nf 1 2 3\n");
     ObjMesh mesh;
     ASSERT_TRUE(ObjFile::Read(dir.file("m.obj"), mesh));
+    EXPECT_EQ(mesh.triangles[2].material, 0u);
+    EXPECT_EQ(mesh.triangles[3].material, 2u);
     ASSERT_EQ(mesh.materials.size(), 5u);
     EXPECT_EQ(mesh.materials[0].name, "Spaced");
     EXPECT_EQ(mesh.materials[1].name, "Wood");
-    EXPECT_EQ(mesh.triangles[2].material, 0u);
-    EXPECT_EQ(mesh.triangles[3].material, 2u);
     EXPECT_TRUE(std::filesystem::equivalent(mesh.materials[0].texture, dir.file("tex/a b.png")));
     EXPECT_TRUE(std::filesystem::equivalent(mesh.materials[1].texture, dir.file("tex/wood.jpg")));
     EXPECT_FALSE(mesh.materials[2].defined);
     EXPECT_TRUE(mesh.materials[2].texture.empty());
     EXPECT_TRUE(mesh.materials[3].defined);
     EXPECT_TRUE(mesh.materials[3].texture.empty());
+    // a path that does not exist: its file name is looked for beside the library
     EXPECT_TRUE(std::filesystem::equivalent(mesh.materials[4].texture, dir.file("lib/moved.png")));
     // the missing library and the undefined material
     ASSERT_EQ(mesh.warnings.size(), 2u);
@@ -110,15 +99,14 @@ TEST(ObjFileRead, MalformedFilesFailWithFileAndLine)
         {"v 0 0 0\nf 1/a 1 1\n", "line 2"},
         {"v 0 0 0\nf 99999999999999999999 1 1\n", "line 2"},
     };
-    int n = 0;
-    for (const auto& [text, where] : cases)
+    for (size_t i = 0; i < cases.size(); ++i)
     {
-        const auto path = dir.file("bad" + std::to_string(n++) + ".obj");
-        writeText(path, text);
+        const auto path = dir.file("bad" + std::to_string(i) + ".obj");
+        test::writeFile(path, cases[i].first);
         ObjMesh mesh;
         std::string error;
-        EXPECT_FALSE(ObjFile::Read(path, mesh, &error)) << text;
-        EXPECT_NE(error.find(where), std::string::npos) << error;
+        EXPECT_FALSE(ObjFile::Read(path, mesh, &error)) << cases[i].first;
+        EXPECT_NE(error.find(cases[i].second), std::string::npos) << error;
         EXPECT_NE(error.find(path.filename().string()), std::string::npos) << error;
     }
     ObjMesh mesh;
@@ -127,7 +115,7 @@ TEST(ObjFileRead, MalformedFilesFailWithFileAndLine)
     EXPECT_FALSE(error.empty());
     EXPECT_FALSE(ObjFile::Read(dir.file(""), mesh, &error));  // a directory
 
-    writeText(dir.file("empty.obj"), "");
+    test::writeFile(dir.file("empty.obj"), "");
     EXPECT_TRUE(ObjFile::Read(dir.file("empty.obj"), mesh, &error));
     EXPECT_TRUE(mesh.triangles.empty());
 }
