@@ -11,13 +11,21 @@ using Quelm::Topology::OxmTnSurface;
 using Quelm::Topology::OxmTnTriangleMesh;
 using vsk::UVLayerMesh;
 using vsk::Vector2f;
+using Loop = std::vector<uint32_t>;
 
 namespace
 {
 
 constexpr uint32_t kInvalid = IMesh::InvalidID;
 
-// A layer with one UV vertex per mesh vertex (no seams): UV vertex ID = vertex ID.
+boost::shared_ptr<OxmTnSurface> gridSurface(int nx, int ny)
+{
+    auto surface = boost::make_shared<OxmTnSurface>();
+    fillGrid(surface->getMesh(), nx, ny);
+    return surface;
+}
+
+// Adds a layer with one UV vertex per mesh vertex (no seams): UV vertex ID = vertex ID.
 UVLayerMesh* addSeamlessLayer(OxmTnSurface& surface)
 {
     const OxmTnTriangleMesh& mesh = surface.getMesh();
@@ -29,30 +37,20 @@ UVLayerMesh* addSeamlessLayer(OxmTnSurface& surface)
         layer->AppendUV(Vector2f(p.X() / 10, p.Y() / 10));
     }
     for (unsigned t : mesh.Triangles())
-    {
-        const unsigned* tri = mesh.GetTriangle(t);
-        layer->SetTriangle(t, tri[0], tri[1], tri[2]);
-    }
+        layer->SetTriangle(t, mesh.GetTriangle(t)[0], mesh.GetTriangle(t)[1], mesh.GetTriangle(t)[2]);
     return layer;
-}
-
-boost::shared_ptr<OxmTnSurface> gridSurface(int nx, int ny)
-{
-    auto surface = boost::make_shared<OxmTnSurface>();
-    fillGrid(surface->getMesh(), nx, ny);
-    return surface;
 }
 
 }  // namespace
 
-TEST(OwnSurface, CastsShareOwnership)
+TEST(OwnSurface, CastsShareOwnershipAndCopiesCloneTheOwnMesh)
 {
     auto surface = boost::make_shared<OxmTnSurface>();
     boost::shared_ptr<OxmTnSurface> down = OxmTnSurface::castDown(OxmTnSurface::castUp(surface));
     EXPECT_EQ(down.get(), surface.get());
     EXPECT_EQ(surface.use_count(), 2);
     EXPECT_TRUE(surface->OwnsMesh());
-    OxmTnSurface copy(*surface);  // the copy clones the mesh with its own type
+    OxmTnSurface copy(*surface);
     EXPECT_NE(&copy.getMesh(), &surface->getMesh());
     EXPECT_NE(dynamic_cast<OxmTnTriangleMesh*>(copy.GetMesh()), nullptr);
 }
@@ -78,7 +76,7 @@ TEST(OwnSurface, UVVertexOfACornerNeedsAUsableLayer)
 }
 
 // A 2 x 1 strip cut by a texture seam along x = 1 (vertices 1 and 4): the right quad has its
-// own UV vertices 6 and 7 for them. The loop takes each vertex's UV on its outgoing edge.
+// own UV vertices for them. The loop takes each vertex's UV on its outgoing edge.
 TEST(OwnSurface, UVBoundaryLoopFollowsTheSideOfTheSeamTheLoopRunsAlong)
 {
     auto surface = gridSurface(2, 1);
@@ -87,8 +85,7 @@ TEST(OwnSurface, UVBoundaryLoopFollowsTheSideOfTheSeamTheLoopRunsAlong)
     const unsigned right4 = layer->AppendUV(Vector2f(0.5f, 1));
     layer->SetTriangle(2, right1, 2, 5);       // (1, 2, 5)
     layer->SetTriangle(3, right1, 5, right4);  // (1, 5, 4)
-    const std::vector<uint32_t> loop{0, 1, 2, 5, 4, 3};
-    EXPECT_EQ(surface->getUVBoundaryLoop(loop), (std::vector<uint32_t>{0, right1, 2, 5, 4, 3}));
+    EXPECT_EQ(surface->getUVBoundaryLoop({0, 1, 2, 5, 4, 3}), (Loop{0, right1, 2, 5, 4, 3}));
     EXPECT_TRUE(surface->getUVBoundaryLoop({0}).empty());
 }
 
@@ -118,34 +115,42 @@ TEST(OwnSurface, FuseCoincidentRepeatsAtOnePositionUntilNoTwinIsLeft)
     mesh.SetVertex(2, Vector3f(1, 0, 0));
     mesh.SetVertex(3, Vector3f(1.0005f, 0, 0));
     addSeamlessLayer(*surface);
-    std::vector<uint32_t> loop{0, 1, 2, 3, 4, 9, 8, 7, 6, 5};
+    Loop loop{0, 1, 2, 3, 4, 9, 8, 7, 6, 5};
     ASSERT_TRUE(surface->fuseCoincidentVertices(loop, 0.001f));
-    EXPECT_EQ(loop, (std::vector<uint32_t>{0, 1, 4, 9, 8, 7, 6, 5}));
+    EXPECT_EQ(loop, (Loop{0, 1, 4, 9, 8, 7, 6, 5}));
     EXPECT_EQ(mesh.GetTriangleCount(), 6u);
     EXPECT_EQ(surface->getUVLayer()->GetTriangleCount(), 6u);
     EXPECT_TRUE(isConsistent(mesh));
     EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 0.001f));
-    std::vector<uint32_t> shortLoop{0, 1};
+    Loop shortLoop{0, 1};
     EXPECT_FALSE(surface->fuseCoincidentVertices(shortLoop, 10.0f));
     EXPECT_EQ(shortLoop.size(), 2u);
 }
 
-// A vertex repeated at consecutive loop positions names no edge: nothing may be collapsed.
-TEST(OwnSurface, FuseRefusesAVertexPairedWithItself)
+TEST(OwnSurface, FusedVertexLeavesTheLoopAtItsOwnPosition)
 {
+    // The engine keeps the boundary end of an interior edge, so fusing (4, 5) removes 4, the
+    // vertex at position i: that position leaves the loop, not the next one.
     auto surface = gridSurface(2, 2);
-    uint32_t removed = 12345;
-    EXPECT_FALSE(surface->fuseVertices(4, 4, &removed));
-    EXPECT_EQ(removed, 12345u);
-    std::vector<uint32_t> loop{1, 1, 2};
-    EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 0.5f));
-    EXPECT_EQ(loop, (std::vector<uint32_t>{1, 1, 2}));
-    EXPECT_EQ(surface->getMesh().GetVertexCount(), 9u);
-    EXPECT_EQ(surface->getMesh().GetTriangleCount(), 8u);
+    surface->getMesh().SetVertex(4, Vector3f(2, 1, 0));  // onto vertex 5
+    Loop loop{4, 5, 8, 7};
+    ASSERT_TRUE(surface->fuseCoincidentVertices(loop, 1e-3f));
+    EXPECT_EQ(loop, (Loop{5, 8, 7}));
+    EXPECT_FALSE(surface->getMesh().IsVertex(4));
+    EXPECT_TRUE(isConsistent(surface->getMesh()));
+
+    // Collinear middle vertices go, corners stay.
+    surface = gridSurface(3, 1);
+    loop = {0, 1, 2, 3, 7, 6, 5, 4};
+    ASSERT_TRUE(surface->fuseCollinearVertices(loop, 1e-4f));
+    EXPECT_EQ(loop, (Loop{0, 3, 7, 4}));
+    EXPECT_EQ(surface->getMesh().GetTriangleCount(), 2u);
+    EXPECT_TRUE(isConsistent(surface->getMesh()));
 }
 
-// Loops and vertex lists from the caller may hold holes and garbage: the answers degrade to
-// InvalidID, empty or zero, and neither the mesh nor the layer changes.
+// Loops and vertex lists from the caller may hold holes, garbage and a vertex paired with itself
+// (which names no edge): the answers degrade to InvalidID, empty or zero, nothing is collapsed,
+// and neither the mesh nor the layer changes.
 TEST(OwnSurface, LoopOperationsSurviveHolesAndGarbage)
 {
     auto surface = gridSurface(2, 2);
@@ -159,22 +164,25 @@ TEST(OwnSurface, LoopOperationsSurviveHolesAndGarbage)
     EXPECT_EQ(surface->getUVVertexID(far, 4), kInvalid);
     EXPECT_EQ(surface->getUVVertexID(0, far), kInvalid);
     EXPECT_EQ(surface->getUVBoundaryLoop({0, kInvalid, far, 8}),
-              (std::vector<uint32_t>{kInvalid, kInvalid, kInvalid, kInvalid}));
-    EXPECT_EQ(surface->getUVBoundaryLoop({0, 8}), (std::vector<uint32_t>{kInvalid, kInvalid}));  // no edge
+              (Loop{kInvalid, kInvalid, kInvalid, kInvalid}));
+    EXPECT_EQ(surface->getUVBoundaryLoop({0, 8}), (Loop{kInvalid, kInvalid}));  // no edge
     uint32_t removed = 12345;
     EXPECT_FALSE(surface->fuseVertices(kInvalid, 0, &removed));
     EXPECT_FALSE(surface->fuseVertices(0, far, &removed));
+    EXPECT_FALSE(surface->fuseVertices(4, 4, &removed));
     EXPECT_EQ(removed, 12345u);
-    std::vector<uint32_t> loop{kInvalid, kInvalid, far, 0};
+    Loop loop{kInvalid, kInvalid, far, 0}, twin{1, 1, 2};
     EXPECT_FALSE(surface->fuseCoincidentVertices(loop, 1.0f));
     EXPECT_FALSE(surface->fuseCollinearVertices(loop, 1.0f));
-    EXPECT_EQ(loop.size(), 4u);
+    EXPECT_FALSE(surface->fuseCoincidentVertices(twin, 0.5f));
+    EXPECT_EQ(loop, (Loop{kInvalid, kInvalid, far, 0}));
+    EXPECT_EQ(twin, (Loop{1, 1, 2}));
 
     EXPECT_TRUE(mesh.getTrianglesSharingVertices({0, far}).empty());
     EXPECT_TRUE(mesh.getTrianglesSharingVertices({far}).empty());
-    std::vector<uint32_t> pair{far, 0, 1};
+    Loop pair{far, 0, 1};
     mesh.makeLoopCounterClockwise(pair);
-    EXPECT_EQ(pair, (std::vector<uint32_t>{far, 0, 1}));
+    EXPECT_EQ(pair, (Loop{far, 0, 1}));
     EXPECT_EQ(mesh.getCoordinates({kInvalid}).size(), 1u);
     EXPECT_FLOAT_EQ(mesh.computeAverageEdgeLength({0, kInvalid}), 0.0f);  // both read as the origin
     for (const std::string& message : capture.messages())
@@ -186,35 +194,12 @@ TEST(OwnSurface, LoopOperationsSurviveHolesAndGarbage)
     EXPECT_TRUE(isConsistent(mesh));
 }
 
-// The engine keeps the boundary end of an interior edge, so fusing (4, 5) removes 4, the vertex at
-// position i: that position leaves the loop, not the next one.
-TEST(OwnSurface, FuseCoincidentErasesPositionIWhenTheFirstVertexGoes)
-{
-    auto surface = gridSurface(2, 2);
-    surface->getMesh().SetVertex(4, Vector3f(2, 1, 0));  // onto vertex 5
-    std::vector<uint32_t> loop{4, 5, 8, 7};
-    ASSERT_TRUE(surface->fuseCoincidentVertices(loop, 1e-3f));
-    EXPECT_EQ(loop, (std::vector<uint32_t>{5, 8, 7}));
-    EXPECT_FALSE(surface->getMesh().IsVertex(4));
-    EXPECT_TRUE(isConsistent(surface->getMesh()));
-}
-
-TEST(OwnSurface, FuseCollinearRemovesMiddleVerticesAndKeepsCorners)
-{
-    auto surface = gridSurface(3, 1);
-    std::vector<uint32_t> loop{0, 1, 2, 3, 7, 6, 5, 4};
-    ASSERT_TRUE(surface->fuseCollinearVertices(loop, 1e-4f));
-    EXPECT_EQ(loop, (std::vector<uint32_t>{0, 3, 7, 4}));
-    EXPECT_EQ(surface->getMesh().GetTriangleCount(), 2u);
-    EXPECT_TRUE(isConsistent(surface->getMesh()));
-}
-
 TEST(OwnMesh, TrianglesSharingVerticesFollowTheFirstVertexOrder)
 {
     auto mesh = makeEngineGrid<OxmTnTriangleMesh>(2, 2);
-    EXPECT_EQ(mesh->getTrianglesSharingVertices({4}), (std::vector<uint32_t>{0, 1, 3, 4, 6, 7}));
-    EXPECT_EQ(mesh->getTrianglesSharingVertices({4, 1}), (std::vector<uint32_t>{0, 3}));
-    EXPECT_EQ(mesh->getTrianglesSharingVertices({0, 1, 4}), (std::vector<uint32_t>{0}));
+    EXPECT_EQ(mesh->getTrianglesSharingVertices({4}), (Loop{0, 1, 3, 4, 6, 7}));
+    EXPECT_EQ(mesh->getTrianglesSharingVertices({4, 1}), (Loop{0, 3}));
+    EXPECT_EQ(mesh->getTrianglesSharingVertices({0, 1, 4}), (Loop{0}));
     EXPECT_TRUE(mesh->getTrianglesSharingVertices({0, 1, 4, 5}).empty());
     EXPECT_TRUE(mesh->getTrianglesSharingVertices({}).empty());
     EXPECT_TRUE(mesh->getTrianglesSharingVertices({kInvalid, 1}).empty());
@@ -224,58 +209,48 @@ TEST(OwnMesh, TrianglesSharingVerticesFollowTheFirstVertexOrder)
     EXPECT_EQ(points[1], Quelm::Objects::Vector3<float>(1, 0, 0));
 }
 
-TEST(OwnMesh, EdgeLengthStatisticsCloseTheLoopAndDivideByN)
+// The n lengths close the loop; the mean and the population deviation divide by n. In the last
+// loop edge 0 is 2^24 long, then eight unit edges, then a closing edge of (in float) 2^24 again:
+// summed from index 0 in single precision every unit is lost against the running 2^24; in double,
+// in reverse or pairwise they would survive and the mean would be 3355444 instead.
+TEST(OwnMesh, EdgeLengthStatisticsSumInIndexOrderInSinglePrecision)
 {
     auto mesh = makeEngineGrid<OxmTnTriangleMesh>(2, 1);
-    const std::vector<uint32_t> rectangle{0, 2, 5, 3};  // sides 2, 1, 2, 1
+    const float big = 16777216.0f;
+    Loop precise{mesh->AppendVertex(Vector3f(0, 0, 0))};
+    for (int k = 0; k <= 8; ++k)
+        precise.push_back(mesh->AppendVertex(Vector3f(big, float(k), 0)));
     for (int threads : {1, 4})
     {
         tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-        EXPECT_FLOAT_EQ(mesh->computeAverageEdgeLength(rectangle), 1.5f);
-        EXPECT_FLOAT_EQ(mesh->computeStandardDeviationEdgeLength(rectangle), 0.5f);
+        EXPECT_FLOAT_EQ(mesh->computeAverageEdgeLength({0, 2, 5, 3}), 1.5f);  // sides 2, 1, 2, 1
+        EXPECT_FLOAT_EQ(mesh->computeStandardDeviationEdgeLength({0, 2, 5, 3}), 0.5f);
+        EXPECT_EQ(mesh->computeAverageEdgeLength(precise), 2.0f * big / 10.0f);
     }
     EXPECT_EQ(mesh->computeAverageEdgeLength({3}), 0.0f);
     EXPECT_EQ(mesh->computeStandardDeviationEdgeLength({3}), 0.0f);
     EXPECT_FLOAT_EQ(mesh->computeAverageEdgeLength({0, 2}), 2.0f);  // there and back
 }
 
-// Edge 0 is 2^24 long, then eight unit edges, then a closing edge of (in float) 2^24 again. Summed
-// from index 0 in single precision every unit is lost against the running 2^24; in double, in
-// reverse or pairwise they would survive and the mean would be 3355444 instead.
-TEST(OwnMesh, AverageEdgeLengthSumsInIndexOrderInSinglePrecision)
-{
-    OxmTnTriangleMesh mesh;
-    const float big = 16777216.0f;
-    std::vector<uint32_t> loop{mesh.AppendVertex(Vector3f(0, 0, 0))};
-    for (int k = 0; k <= 8; ++k)
-        loop.push_back(mesh.AppendVertex(Vector3f(big, float(k), 0)));
-    for (int threads : {1, 4})
-    {
-        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-        EXPECT_EQ(mesh.computeAverageEdgeLength(loop), 2.0f * big / 10.0f);
-    }
-}
-
+// Only a boundary first edge decides; the clockwise form reverses after it in every case.
 TEST(OwnMesh, LoopOrientationIsDecidedOnlyOnABoundaryFirstEdge)
 {
     auto mesh = makeEngineGrid<OxmTnTriangleMesh>(2, 2);
-    std::vector<uint32_t> loop{0, 1, 2, 5, 8, 7, 6, 3};  // runs with the triangles' winding
+    Loop loop{0, 1, 2, 5, 8, 7, 6, 3};  // runs with the triangles' winding
     mesh->makeLoopCounterClockwise(loop);
-    EXPECT_EQ(loop, (std::vector<uint32_t>{3, 6, 7, 8, 5, 2, 1, 0}));
+    EXPECT_EQ(loop, (Loop{3, 6, 7, 8, 5, 2, 1, 0}));
     mesh->makeLoopCounterClockwise(loop);  // already against the winding: unchanged
     EXPECT_EQ(loop.front(), 3u);
     mesh->makeLoopClockwise(loop);
-    EXPECT_EQ(loop, (std::vector<uint32_t>{0, 1, 2, 5, 8, 7, 6, 3}));
+    EXPECT_EQ(loop, (Loop{0, 1, 2, 5, 8, 7, 6, 3}));
 
-    std::vector<uint32_t> interior{0, 4, 8};  // first edge has two triangles
-    mesh->makeLoopCounterClockwise(interior);
-    EXPECT_EQ(interior, (std::vector<uint32_t>{0, 4, 8}));
-    mesh->makeLoopClockwise(interior);
-    EXPECT_EQ(interior, (std::vector<uint32_t>{8, 4, 0}));
-
-    std::vector<uint32_t> pair{0, 1};
-    mesh->makeLoopCounterClockwise(pair);
-    EXPECT_EQ(pair, (std::vector<uint32_t>{0, 1}));
-    mesh->makeLoopClockwise(pair);
-    EXPECT_EQ(pair, (std::vector<uint32_t>{1, 0}));
+    const std::pair<Loop, Loop> undecided[] = {{{0, 4, 8}, {8, 4, 0}}, {{0, 1}, {1, 0}}};  // interior, short
+    for (const auto& [input, reversed] : undecided)
+    {
+        Loop counter = input, clockwise = input;
+        mesh->makeLoopCounterClockwise(counter);
+        mesh->makeLoopClockwise(clockwise);
+        EXPECT_EQ(counter, input);
+        EXPECT_EQ(clockwise, reversed);
+    }
 }

@@ -41,7 +41,7 @@ TEST(SeparateMeshByGroups, OneGroupPerIdAscendingWithSortedLiveTriangles)
     EXPECT_TRUE(TarnelUtility::SeparateMeshByGroups(makeSurface(0, 0)).empty());
 }
 
-TEST(CreateRawMeshFromFaces, WritesPositionsNormalsAndIndicesInFirstUseOrder)
+TEST(CreateRawMeshFromFaces, WritesPositionsNormalsAndIndicesInFirstUseOrderOrFailsOnNoInput)
 {
     auto surface = makeSurface(1, 1);  // vertices 0 1 / 2 3; triangles (0,1,3) and (0,3,2)
     surface->GetMesh()->SetNormal(3, vsk::Vector3f(0, 0, 1));
@@ -57,6 +57,15 @@ TEST(CreateRawMeshFromFaces, WritesPositionsNormalsAndIndicesInFirstUseOrder)
     EXPECT_EQ(raw->positionAt(1), Quelm::Objects::Vector3<float>(1, 1, 0));
     EXPECT_EQ(raw->normalAt(1), Quelm::Objects::Vector3<float>(0, 0, 1));
     EXPECT_EQ(raw->positionAt(3), Quelm::Objects::Vector3<float>(1, 0, 0));
+
+    // A null surface, no faces or no output: nothing is written.
+    RawMesh out;
+    EXPECT_FALSE(TarnelUtility::CreateRawMeshFromFaces(boost::shared_ptr<vsk::GSurface>(), {0}, &out));
+    EXPECT_FALSE(TarnelUtility::CreateRawMeshFromFaces(surface, {}, &out));
+    EXPECT_FALSE(TarnelUtility::CreateRawMeshFromFaces(surface, {0}, nullptr));
+    EXPECT_EQ(TarnelUtility::CreateRawMeshFromFaces(surface, {}), nullptr);
+    EXPECT_EQ(TarnelUtility::CreateRawMeshFromFaces(boost::shared_ptr<vsk::GSurface>(), {0}), nullptr);
+    EXPECT_EQ(out.positionsSize(), 0u);
 }
 
 TEST(CreateRawMeshFromFaces, WeldsEqualPositionsAcrossEngineVertices)
@@ -92,18 +101,6 @@ TEST(CreateRawMeshFromFaces, TextureSeamsSplitVerticesAndMissingUvsAreZero)
     EXPECT_FLOAT_EQ(raw.textureCoordAt(3).x, 0.3f);
     EXPECT_EQ(raw.textureCoordAt(5).x, 0.0f);
     EXPECT_EQ(raw.textureCoordAt(5).y, 0.0f);
-}
-
-TEST(CreateRawMeshFromFaces, NullAndEmptyInputsFail)
-{
-    auto surface = makeSurface(1, 1);
-    RawMesh raw;
-    EXPECT_FALSE(TarnelUtility::CreateRawMeshFromFaces(boost::shared_ptr<vsk::GSurface>(), {0}, &raw));
-    EXPECT_FALSE(TarnelUtility::CreateRawMeshFromFaces(surface, {}, &raw));
-    EXPECT_FALSE(TarnelUtility::CreateRawMeshFromFaces(surface, {0}, nullptr));
-    EXPECT_EQ(TarnelUtility::CreateRawMeshFromFaces(surface, {}), nullptr);
-    EXPECT_EQ(TarnelUtility::CreateRawMeshFromFaces(boost::shared_ptr<vsk::GSurface>(), {0}), nullptr);
-    EXPECT_EQ(raw.positionsSize(), 0u);
 }
 
 }  // namespace

@@ -62,37 +62,27 @@ TEST_F(TwoRegions, PathsAdjacentToLoopsAreErasedByRegion)
     EXPECT_EQ(paths, (PathList{{5, 4}, {3, 2}, {}}));
 }
 
+// A path alone in its region stays; of equally long paths in one region exactly one stays; two
+// copies of one path are separate entries, each its own group.
 TEST_F(TwoRegions, LongerPathsKeepOnePerRegionInOrderOfFirstMeeting)
 {
-    PathList single{{1, 2}};
-    TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, single, kFlag);
-    EXPECT_EQ(single, (PathList{{1, 2}}));
-
-    PathList two{{4, 3}, {0, 1}};
-    TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, two, kFlag);
-    EXPECT_EQ(two, (PathList{{4, 3}, {0, 1}}));
-
-    PathList mixed{{}, {5, 9}, {0, 2}, {6, 2, 3, 8}, {11, 3, 2}, {1, 2, 3}};
-    TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, mixed, kFlag);
-    EXPECT_EQ(mixed, (PathList{{11, 3, 2}, {6, 2, 3, 8}}));
+    const std::pair<PathList, PathList> cases[] = {
+        {{{1, 2}}, {{1, 2}}},
+        {{{4, 3}, {0, 1}}, {{4, 3}, {0, 1}}},
+        {{{}, {5, 9}, {0, 2}, {6, 2, 3, 8}, {11, 3, 2}, {1, 2, 3}}, {{11, 3, 2}, {6, 2, 3, 8}}},
+        {{{0, 2}, {0, 2}}, {{0, 2}, {0, 2}}},
+    };
+    for (size_t row = 0; row < std::size(cases); ++row)
+    {
+        PathList paths = cases[row].first;
+        TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, paths, kFlag);
+        EXPECT_EQ(paths, cases[row].second) << "row " << row;
+    }
+    PathList equal{{0, 2}, {7, 2}, {1, 3}};
+    TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, equal, kFlag);
+    ASSERT_EQ(equal.size(), 1u);
+    EXPECT_EQ(equal[0].size(), 2u);
 }
-
-TEST_F(TwoRegions, EquallyLongPathsInOneRegionLeaveExactlyOne)
-{
-    PathList paths{{0, 2}, {7, 2}, {1, 3}};
-    TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, paths, kFlag);
-    ASSERT_EQ(paths.size(), 1u);
-    EXPECT_EQ(paths[0].size(), 2u);
-    // Two copies of one path are separate entries: each is its own group.
-    PathList twins{{0, 2}, {0, 2}};
-    TarnelUtility::RemovePathsAdjacentToLongerPaths(*mesh, twins, kFlag);
-    EXPECT_EQ(twins, (PathList{{0, 2}, {0, 2}}));
-}
-
-}  // namespace
-
-namespace
-{
 
 // Paths and ID sets from a caller can hold anything: none of this may crash or trip the engine.
 TEST(GarbageIds, AreSkippedWithoutEngineReports)

@@ -22,13 +22,14 @@ std::set<unsigned> sorted(const Set& s)
     return std::set<unsigned>(s.begin(), s.end());
 }
 
-TEST(TriangleSelection, SeedIsAddedOnlyWhenReachedBackFromAFlaggedNeighbour)
+// The triangle flood adds its seed only when a flagged neighbour reaches back to it; an invalid,
+// removed or already selected seed changes nothing, and a selected triangle is a wall.
+TEST(TriangleSelection, SeedIsAddedOnlyWhenReachedBackAndSelectedTrianglesAreWalls)
 {
     auto mesh = test::makeEngineGrid(2, 2);
     std::set<unsigned> selection;
     TarnelUtility::GetConnectedSelection(*mesh, 0, selection, 1);  // nothing flagged
     EXPECT_TRUE(selection.empty());
-
     mesh->SetTriangleFlag(0, 1);  // flagged but alone: its neighbours carry no bit
     TarnelUtility::GetConnectedSelection(*mesh, 0, selection, 1);
     EXPECT_TRUE(selection.empty());
@@ -40,22 +41,14 @@ TEST(TriangleSelection, SeedIsAddedOnlyWhenReachedBackFromAFlaggedNeighbour)
     selection.clear();
     TarnelUtility::GetConnectedSelection(*mesh, 0, selection, 1);
     EXPECT_EQ(selection, (std::set<unsigned>{0, 1, 2, 3, 4, 6, 7}));  // flagged seed reached back
-}
 
-TEST(TriangleSelection, SelectedInvalidAndRemovedSeedsChangeNothing)
-{
-    auto mesh = test::makeEngineGrid(2, 2);
-    test::flagAll(*mesh, 0);
-    std::set<unsigned> selection{3};
-    TarnelUtility::GetConnectedSelection(*mesh, 3, selection, 0);
-    TarnelUtility::GetConnectedSelection(*mesh, kInvalid, selection, 0);
-    TarnelUtility::GetConnectedSelection(*mesh, 1000, selection, 0);
+    selection = {3};
     mesh->RemoveTriangle(6);
-    TarnelUtility::GetConnectedSelection(*mesh, 6, selection, 0);
+    for (unsigned seed : {3u, kInvalid, 1000u, 6u})
+        TarnelUtility::GetConnectedSelection(*mesh, seed, selection, 1);
     EXPECT_EQ(selection, (std::set<unsigned>{3}));
-    // A selected triangle is a wall: the flood from 0 does not cross it.
-    TarnelUtility::GetConnectedSelection(*mesh, 0, selection, 0);
-    EXPECT_EQ(selection, (std::set<unsigned>{0, 1, 3, 4, 5, 7}));  // 2 lies behind the wall
+    TarnelUtility::GetConnectedSelection(*mesh, 0, selection, 1);
+    EXPECT_EQ(selection, (std::set<unsigned>{0, 1, 3, 4, 7}));  // 2 lies behind the wall, 5 is unflagged
 }
 
 TEST(VertexSelection, SeedIsAlwaysAddedAndFloodCrossesAnyEdge)
@@ -122,16 +115,15 @@ TEST(Floods, MatchThePlainDefinitionWithScatteredFlagsAndPriorSelections)
     auto vertexNeighbours = [&](unsigned v) { return test::vertexNeighbours(*mesh, v); };
     for (int round = 0; round < 10; ++round)
     {
-        std::set<unsigned> ours, reference;
-        USet oursV, referenceV;
+        std::set<unsigned> ours;
+        USet oursV;
         for (int k = 0; k < 5; ++k)  // earlier selections act as walls
         {
-            const unsigned t = next() % mesh->GetMaxTriangleID(), v = next() % mesh->GetMaxVertexID();
-            ours.insert(t);
-            reference.insert(t);
-            oursV.insert(v);
-            referenceV.insert(v);
+            ours.insert(next() % mesh->GetMaxTriangleID());
+            oursV.insert(next() % mesh->GetMaxVertexID());
         }
+        std::set<unsigned> reference = ours;
+        USet referenceV = oursV;
         const unsigned tSeed = next() % mesh->GetMaxTriangleID(), vSeed = next() % mesh->GetMaxVertexID();
         TarnelUtility::GetConnectedSelection(*mesh, tSeed, ours, 5);
         if (mesh->IsTriangle(tSeed))
@@ -222,12 +214,9 @@ TEST(IncludeTriangleWithTwoNeighbour, SinglesCountForLaterNeighbours)
 
 TEST(RemoveFlippedTriangle, ReportsTrianglesWithExactlyOneNeighbour)
 {
-    vsk::VFTriangleMesh lone;
-    for (int k = 0; k < 3; ++k)
-        lone.AppendVertex(vsk::Vector3f(float(k), float(k * k), 0));
-    lone.AppendTriangle(0, 1, 2);
+    auto lone = test::makeEngineMesh({{0, 0, 0}, {1, 1, 0}, {2, 4, 0}}, {{0, 1, 2}});
     std::set<unsigned> tris{0}, found;
-    TarnelUtility::RemoveFlippedTriangle(lone, tris, {}, found);
+    TarnelUtility::RemoveFlippedTriangle(*lone, tris, {}, found);
     EXPECT_TRUE(found.empty());
 
     auto mesh = test::makeEngineGrid(2, 2);

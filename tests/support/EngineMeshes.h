@@ -85,12 +85,9 @@ inline std::vector<unsigned> vertexList(const VFTriangleMesh& mesh, unsigned vID
 {
     std::vector<unsigned> out;
     VFTriangleMesh::VtxNbrItr itr(vID);
-    if (edges)
-        mesh.BeginVtxEdges(itr);
-    else
-        mesh.BeginVtxTriangles(itr);
-    for (unsigned x = edges ? mesh.GetNextVtxEdge(itr) : mesh.GetNextVtxTriangle(itr); x != IMesh::InvalidID;
-         x = edges ? mesh.GetNextVtxEdge(itr) : mesh.GetNextVtxTriangle(itr))
+    edges ? mesh.BeginVtxEdges(itr) : mesh.BeginVtxTriangles(itr);
+    auto next = [&] { return edges ? mesh.GetNextVtxEdge(itr) : mesh.GetNextVtxTriangle(itr); };
+    for (unsigned x = next(); x != IMesh::InvalidID; x = next())
         out.push_back(x);
     return out;
 }
