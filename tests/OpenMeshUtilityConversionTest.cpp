@@ -122,16 +122,15 @@ TEST(AddRawMesh, WeldsByPositionAndTexCoordAndKeepsTheFirstNormalAndTangentFrame
     EXPECT_EQ(mesh.texcoord2D(OpenMesh::VertexHandle(3)), OpenMesh::Vec2f(0, 1));  // raw 4
     EXPECT_FALSE(mesh.has_face_texture_index());                                   // no material given
 
-    ASSERT_TRUE(
-        OpenMeshUtility::AddRawMesh(&mesh, &raw, nullptr, nullptr, nullptr));  // reuses the properties
+    // a second call reuses the tangent properties; vertex 0 is raw 0 (not raw 1), vertex 8 raw 4 of call 2
+    ASSERT_TRUE(OpenMeshUtility::AddRawMesh(&mesh, &raw, nullptr, nullptr, nullptr));
     OpenMesh::VPropHandleT<OpenMesh::Vec3f> tangents, bitangents;
     ASSERT_TRUE(mesh.get_property_handle(tangents, "v:tangents"));
     ASSERT_TRUE(mesh.get_property_handle(bitangents, "v:bitangents"));
     EXPECT_EQ(tangents, mesh.tangentHandle);
     EXPECT_EQ(bitangents, mesh.bitangentHandle);
-    EXPECT_EQ(mesh.property(tangents, OpenMesh::VertexHandle(0)), OpenMesh::Vec3f(1, 0, 0));  // raw 0, not 1
-    EXPECT_EQ(mesh.property(bitangents, OpenMesh::VertexHandle(8)),
-              OpenMesh::Vec3f(0, 1, 4));  // raw 4, call 2
+    EXPECT_EQ(mesh.property(tangents, OpenMesh::VertexHandle(0)), OpenMesh::Vec3f(1, 0, 0));
+    EXPECT_EQ(mesh.property(bitangents, OpenMesh::VertexHandle(8)), OpenMesh::Vec3f(0, 1, 4));
 }
 
 TEST(AddRawMesh, DropsTrianglesWithRepeatedOrWeldedCorners)
@@ -353,22 +352,17 @@ TEST(CreateRawMeshFromFaces, WeldsInOrderOfFirstMeetingAndAppends)
 
 TEST(CreateRawMeshFromFaces, KeepsUVSeamsAndSkipsHandlesOutsideTheMesh)
 {
-    // Two vertices at the same position, one with and one without a different texcoord.
-    test::Mesh mesh;
-    mesh.request_vertex_texcoords2D();
-    auto a = mesh.add_vertex({0, 0, 0});
-    auto b = mesh.add_vertex({1, 0, 0});
-    auto c = mesh.add_vertex({0, 1, 0});
-    auto d = mesh.add_vertex({0, 0, 0});  // same position as a
-    auto e = mesh.add_vertex({0, -1, 0});
-    mesh.set_texcoord2D(a, {0, 0});
-    mesh.set_texcoord2D(d, {0.5f, 0.5f});
-    mesh.add_face(a, b, c);
-    mesh.add_face(d, e, b);
+    // vertices 0 and 3 share a position but not a texcoord
+    auto mesh =
+        test::makeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 0}, {0, -1, 0}}, {{0, 1, 2}, {3, 4, 1}});
+    mesh->request_vertex_texcoords2D();
+    for (auto vh : mesh->vertices())
+        mesh->set_texcoord2D(vh, {0, 0});
+    mesh->set_texcoord2D(OpenMesh::VertexHandle(3), {0.5f, 0.5f});
     std::unique_ptr<RawMesh> raw(OpenMeshUtility::CreateRawMeshFromFaces(
-        &mesh, {OpenMesh::FaceHandle(0), OpenMesh::FaceHandle(99), OpenMesh::FaceHandle(1)}));
+        mesh.get(), {OpenMesh::FaceHandle(0), OpenMesh::FaceHandle(99), OpenMesh::FaceHandle(1)}));
     ASSERT_TRUE(raw);
     EXPECT_EQ(raw->indicesSize(), 6u);
-    EXPECT_EQ(raw->positionsSize(), 5u);  // a and d differ by texcoord: the seam stays
+    EXPECT_EQ(raw->positionsSize(), 5u);  // the seam stays
     EXPECT_EQ(raw->textureCoordsSize(), 5u);
 }
