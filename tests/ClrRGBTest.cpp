@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <tuple>
+#include <utility>
+
 using Quelm::Topology::ClrHSV;
 using Quelm::Topology::ClrRGB;
 using Quelm::Topology::ColorUtility;
@@ -12,94 +16,75 @@ using Quelm::Topology::ColorUtility;
 namespace
 {
 
-void expectRgb(const ClrRGB& c, unsigned r, unsigned g, unsigned b)
+using Rgb = std::array<unsigned, 3>;
+
+Rgb rgb(const ClrRGB& c)
 {
-    EXPECT_EQ(c.r, r);
-    EXPECT_EQ(c.g, g);
-    EXPECT_EQ(c.b, b);
+    return {c.r, c.g, c.b};
 }
 
 }  // namespace
 
-TEST(ClrRGBArithmetic, ConstructorSubstitutesRedForZeroGreenOrBlue)
+// Channels wrap modulo 65536, never saturate; results built through the constructor replace a zero
+// green or blue by red (grey substitution), float scaling truncates toward zero and does not.
+TEST(ClrRGBArithmetic, OperatorsWrapAndSubstituteAsDocumented)
 {
-    expectRgb(ClrRGB(200, 0, 0), 200, 200, 200);
-    expectRgb(ClrRGB(0, 5, 0), 0, 5, 0);  // zero red is kept, zero blue takes the zero red
-    expectRgb(ClrRGB(7, 0, 9), 7, 7, 9);
-    expectRgb(ClrRGB(), 0, 0, 0);
-    expectRgb(ClrRGB::raw(7, 0, 0), 7, 0, 0);
-    // Equality compares every channel, after the substitution.
-    EXPECT_TRUE(ClrRGB(9, 0, 0) == ClrRGB(9, 9, 9));
+    using US = unsigned short;
+    const std::tuple<const char*, ClrRGB, Rgb> rows[] = {
+        {"(200, 0, 0) is grey", ClrRGB(200, 0, 0), {200, 200, 200}},
+        {"zero red is kept", ClrRGB(0, 5, 0), {0, 5, 0}},
+        {"only the zero channel", ClrRGB(7, 0, 9), {7, 7, 9}},
+        {"default", ClrRGB(), {0, 0, 0}},
+        {"raw", ClrRGB::raw(7, 0, 0), {7, 0, 0}},
+        {"a - a", ClrRGB(10, 20, 30) - ClrRGB(10, 20, 30), {0, 0, 0}},
+        {"zero g, b take r", ClrRGB(100, 20, 30) - ClrRGB(1, 20, 30), {99, 99, 99}},
+        {"- wraps", ClrRGB(1, 20, 30) - ClrRGB(2, 20, 30), {65535, 65535, 65535}},
+        {"+ wraps", ClrRGB(60000, 1, 1) + ClrRGB(10000, 1, 1), {4464, 2, 2}},
+        {"* mod 65536", ClrRGB(65535, 300, 2) * ClrRGB(65535, 300, 3), {1, 24464, 6}},
+        {"/ blue 0 takes red", ClrRGB(100, 50, 9) / ClrRGB(3, 7, 10), {33, 7, 33}},
+        {"* 1.5", ClrRGB(100, 100, 100) * 1.5f, {150, 150, 150}},
+        {"* 0.5 keeps zero blue", ClrRGB(100, 3, 1) * 0.5f, {50, 1, 0}},
+        {"/ 2.0", ClrRGB(100, 3, 7) / 2.0f, {50, 1, 3}},
+        {"* 2.0 low 16 bits", ClrRGB(40000, 2, 2) * 2.0f, {14464, 4, 4}},
+        {"* -1 wraps", ClrRGB(10, 10, 10) * -1.0f, {65526, 65526, 65526}},
+        {"* -0.5 toward zero", ClrRGB(10, 10, 10) * -0.5f, {65531, 65531, 65531}},
+        // compound forms on temporaries: each returns its modified operand
+        {"-= ClrRGB", ClrRGB(100, 20, 30) -= ClrRGB(1, 20, 30), {99, 99, 99}},
+        {"+= k", ClrRGB(10, 20, 30) += US(5), {15, 25, 35}},
+        {"-= k: g hits 0, takes r", ClrRGB(15, 25, 35) -= US(25), {65526, 65526, 10}},
+        {"*= k", ClrRGB(6, 8, 10) *= US(2), {12, 16, 20}},
+        {"/= k", ClrRGB(12, 16, 20) /= US(4), {3, 4, 5}},
+        {"*= float", ClrRGB(100, 3, 1) *= 0.5f, {50, 1, 0}},
+        {"/= float", ClrRGB::raw(50, 1, 0) /= 0.25f, {200, 4, 0}},
+    };
+    for (const auto& [what, got, expected] : rows)
+        EXPECT_EQ(rgb(got), expected) << what;
+
+    EXPECT_TRUE(ClrRGB(9, 0, 0) == ClrRGB(9, 9, 9));  // compared after the substitution
     EXPECT_FALSE(ClrRGB(1, 2, 3) == ClrRGB(1, 2, 4));
     EXPECT_FALSE(ClrRGB(1, 2, 3) == ClrRGB(1, 5, 3));
-}
-
-TEST(ClrRGBArithmetic, ByValueOperatorsWrapAndSubstitute)
-{
-    expectRgb(ClrRGB(10, 20, 30) - ClrRGB(10, 20, 30), 0, 0, 0);
-    expectRgb(ClrRGB(100, 20, 30) - ClrRGB(1, 20, 30), 99, 99, 99);
-    expectRgb(ClrRGB(1, 20, 30) - ClrRGB(2, 20, 30), 65535, 65535, 65535);  // wraps below zero
-    expectRgb(ClrRGB(60000, 1, 1) + ClrRGB(10000, 1, 1), 4464, 2, 2);
-    expectRgb(ClrRGB(65535, 300, 2) * ClrRGB(65535, 300, 3), 1, 24464, 6);  // (a * b) mod 65536
-    expectRgb(ClrRGB(100, 50, 9) / ClrRGB(3, 7, 10), 33, 7, 33);            // blue 0 becomes red
-}
-
-TEST(ClrRGBArithmetic, FloatScalingTruncatesWithoutSubstitution)
-{
-    expectRgb(ClrRGB(100, 100, 100) * 1.5f, 150, 150, 150);
-    expectRgb(ClrRGB(100, 3, 1) * 0.5f, 50, 1, 0);  // truncated, zero blue stays zero
-    expectRgb(ClrRGB(100, 3, 7) / 2.0f, 50, 1, 3);
-    expectRgb(ClrRGB(40000, 2, 2) * 2.0f, 14464, 4, 4);          // low 16 bits of 80000
-    expectRgb(ClrRGB(10, 10, 10) * -1.0f, 65526, 65526, 65526);  // a negative product wraps
-    expectRgb(ClrRGB(10, 10, 10) * -0.5f, 65531, 65531, 65531);  // toward zero: -5, not -6
-}
-
-TEST(ClrRGBArithmetic, CompoundOperatorsMatchTheByValueOnes)
-{
-    ClrRGB c(100, 20, 30);
-    c -= ClrRGB(1, 20, 30);
-    expectRgb(c, 99, 99, 99);
-
-    ClrRGB k(10, 20, 30);
-    k += static_cast<unsigned short>(5);
-    expectRgb(k, 15, 25, 35);
-    k -= static_cast<unsigned short>(25);
-    expectRgb(k, 65526, 65526, 10);  // g reaches 0 and takes r's wrapped value
-    ClrRGB m(6, 8, 10);
-    m *= static_cast<unsigned short>(2);
-    expectRgb(m, 12, 16, 20);
-    m /= static_cast<unsigned short>(4);
-    expectRgb(m, 3, 4, 5);
-
-    ClrRGB f(100, 3, 1);
-    f *= 0.5f;
-    expectRgb(f, 50, 1, 0);
-    f /= 0.25f;
-    expectRgb(f, 200, 4, 0);
 }
 
 TEST(ClrRGBArithmetic, ShiftsChangeTheirOperandAndTakeTheCountModulo32)
 {
     ClrRGB c(0x8001, 0x10, 0x3);
-    ClrRGB& same = c >> 1;
-    EXPECT_EQ(&same, &c);
-    expectRgb(c, 0x4000, 0x8, 0x1);
+    EXPECT_EQ(&(c >> 1), &c);
+    EXPECT_EQ(rgb(c), (Rgb{0x4000, 0x8, 0x1}));
     c << 2;
-    expectRgb(c, 0x0000, 0x20, 0x4);  // 0x10000 wraps to 0
-    c >> 33;                          // 33 mod 32 = 1
-    expectRgb(c, 0, 0x10, 0x2);
+    EXPECT_EQ(rgb(c), (Rgb{0x0000, 0x20, 0x4}));  // 0x10000 wraps to 0
+    c >> 33;                                      // 33 mod 32 = 1
+    EXPECT_EQ(rgb(c), (Rgb{0, 0x10, 0x2}));
     ClrRGB d(1, 1, 1);
     d << 32;  // 32 mod 32 = 0: unchanged
-    expectRgb(d, 1, 1, 1);
+    EXPECT_EQ(rgb(d), (Rgb{1, 1, 1}));
 }
 
 TEST(ClrRGBArithmetic, AvgHalvesBothArguments)
 {
-    ClrRGB a(10, 20, 30);
-    ClrRGB b(30, 20, 10);
-    expectRgb(ClrRGB::avg(a, b), 20, 20, 20);
-    expectRgb(a, 5, 10, 15);
-    expectRgb(b, 15, 10, 5);
+    ClrRGB a(10, 20, 30), b(30, 20, 10);
+    EXPECT_EQ(rgb(ClrRGB::avg(a, b)), (Rgb{20, 20, 20}));
+    EXPECT_EQ(rgb(a), (Rgb{5, 10, 15}));
+    EXPECT_EQ(rgb(b), (Rgb{15, 10, 5}));
 }
 
 TEST(ClrHSVOrder, LessThanNeedsAllThreeStrictlyGreater)
@@ -112,37 +97,31 @@ TEST(ClrHSVOrder, LessThanNeedsAllThreeStrictlyGreater)
     EXPECT_FALSE(ClrHSV(2, 1, 1) < ClrHSV(1, 5, 5));
 }
 
-TEST(RGB2HSV, PrimaryGreyAndOverRangeColours)
+TEST(RGB2HSV, PrimaryGreyOverRangeAndTieBreakingCases)
 {
-    auto expectHsv = [](ClrHSV c, float h, float s, float v)
-    {
-        EXPECT_FLOAT_EQ(c.h, h);
-        EXPECT_FLOAT_EQ(c.s, s);
-        EXPECT_FLOAT_EQ(c.v, v);
+    // every value here is exact in single precision
+    const std::pair<Rgb, std::array<float, 3>> rows[] = {
+        {{255, 0, 0}, {0, 1, 1}},
+        {{0, 0, 0}, {0, 0, 0}},
+        {{510, 510, 510}, {0, 0, 2}},
+        {{0, 0, 255}, {240, 1, 1}},
+        {{255, 0, 255}, {300, 1, 1}},  // max r, min g
+        {{0, 255, 255}, {180, 1, 1}},  // max g (tie g, b keeps g), min r
+        {{255, 255, 0}, {60, 1, 1}},   // max r (tie keeps r), min b
+        // max g, min b uses (r - g): the textbook hue of (0.5, 1, 0) would be 90
+        {{255, 510, 0}, {150, 1, 2}},
     };
-    expectHsv(ColorUtility::RGB2HSV(ClrRGB::raw(255, 0, 0)), 0, 1, 1);
-    expectHsv(ColorUtility::RGB2HSV(ClrRGB::raw(0, 0, 0)), 0, 0, 0);
-    expectHsv(ColorUtility::RGB2HSV(ClrRGB::raw(510, 510, 510)), 0, 0, 2);
-    expectHsv(ColorUtility::RGB2HSV(ClrRGB::raw(0, 0, 255)), 240, 1, 1);
-    expectHsv(ColorUtility::RGB2HSV(ClrRGB::raw(255, 0, 255)), 300, 1, 1);  // max r, min g
-    expectHsv(ColorUtility::RGB2HSV(ClrRGB::raw(0, 255, 255)), 180, 1, 1);  // max g (tie g, b keeps g), min r
-    expectHsv(ColorUtility::RGB2HSV(ClrRGB::raw(255, 255, 0)), 60, 1, 1);   // max r (tie keeps r), min b
+    for (const auto& [in, expected] : rows)
+    {
+        const ClrHSV c = ColorUtility::RGB2HSV(ClrRGB::raw(in[0], in[1], in[2]));
+        EXPECT_EQ((std::array<float, 3>{c.h, c.s, c.v}), expected) << in[0] << ", " << in[1] << ", " << in[2];
+    }
     EXPECT_NEAR(ColorUtility::RGB2HSV(ClrRGB::raw(255, 0, 128)).h, 360.0f - 60.0f * 128 / 255, 1e-3);
-}
-
-TEST(RGB2HSV, GreenMaxBlueMinUsesRedMinusGreen)
-{
-    // Textbook hue of (0.5, 1, 0) is 90; this conversion gives 150.
-    const ClrHSV c = ColorUtility::RGB2HSV(ClrRGB::raw(255, 510, 0));
-    EXPECT_FLOAT_EQ(c.h, 150.0f);
-    EXPECT_FLOAT_EQ(c.s, 1.0f);
-    EXPECT_FLOAT_EQ(c.v, 2.0f);
 }
 
 TEST(CompareHSV, HueWrapsAroundAndAllTestsAreStrict)
 {
-    const ClrHSV a(350, 0.5f, 0.5f);
-    const ClrHSV b(10, 0.5f, 0.5f);
+    const ClrHSV a(350, 0.5f, 0.5f), b(10, 0.5f, 0.5f);
     EXPECT_TRUE(ColorUtility::compareHSV(a, b, 6, 1, 1));  // 94.44 folds to 5.56
     EXPECT_FALSE(ColorUtility::compareHSV(a, b, 5, 1, 1));
     EXPECT_FALSE(ColorUtility::compareHSV(a, a, 0, 1, 1));  // 0 > 0 fails: strict

@@ -7,6 +7,9 @@
 #include <tbb/global_control.h>
 #include <tbb/parallel_for.h>
 
+#include <array>
+#include <tuple>
+
 using Quelm::Topology::ClrRGB;
 using Quelm::Topology::ColorUtility;
 using Quelm::Topology::ImageUtils;
@@ -14,18 +17,11 @@ using Quelm::Topology::ImageUtils;
 namespace
 {
 
-void expectRgb(const ClrRGB& c, unsigned r, unsigned g, unsigned b)
-{
-    EXPECT_EQ(c.r, r);
-    EXPECT_EQ(c.g, g);
-    EXPECT_EQ(c.b, b);
-}
+using Rgb = std::array<unsigned, 3>;
 
-vsk::Image uniformImage(unsigned w, unsigned h, unsigned channels, unsigned char value)
+Rgb rgb(const ClrRGB& c)
 {
-    vsk::Image img(w, h, channels);
-    std::fill(img.Buffer().begin(), img.Buffer().end(), value);
-    return img;
+    return {c.r, c.g, c.b};
 }
 
 void setPixel(vsk::Image& img, int x, int y, unsigned char r, unsigned char g, unsigned char b)
@@ -44,32 +40,28 @@ TEST(ColorPixels, GetPixelReadsTheFirstThreeChannelsWithSubstitution)
     setPixel(img, 2, 1, 10, 20, 30);
     img.GetPixel(2, 1)[3] = 99;  // alpha is ignored
     setPixel(img, 0, 1, 40, 0, 0);
-    expectRgb(ColorUtility::getPixel(&img, 2, 1), 10, 20, 30);
-    expectRgb(ImageUtils::getPixel(&img, 2, 1), 10, 20, 30);
-    expectRgb(ColorUtility::getPixel(&img, 0, 1), 40, 40, 40);
-    expectRgb(ColorUtility::getPixel(nullptr, 0, 0), 0, 0, 0);
+    EXPECT_EQ(rgb(ColorUtility::getPixel(&img, 2, 1)), (Rgb{10, 20, 30}));
+    EXPECT_EQ(rgb(ImageUtils::getPixel(&img, 2, 1)), (Rgb{10, 20, 30}));
+    EXPECT_EQ(rgb(ColorUtility::getPixel(&img, 0, 1)), (Rgb{40, 40, 40}));
+    EXPECT_EQ(rgb(ColorUtility::getPixel(nullptr, 0, 0)), (Rgb{0, 0, 0}));
 }
 
-TEST(ColorPixels, BlurOfAUniformImageIsUnnormalised)
+TEST(ColorPixels, BlurIsUnnormalisedAndItsUpperBoundsAreInclusive)
 {
-    vsk::Image img = uniformImage(9, 9, 3, 100);
-    expectRgb(ColorUtility::getAvgBlurPixel(&img, 4, 4), 306, 306, 306);
+    vsk::Image uniform(9, 9, 3);
+    std::fill(uniform.Buffer().begin(), uniform.Buffer().end(), 100);
+    EXPECT_EQ(rgb(ColorUtility::getAvgBlurPixel(&uniform, 4, 4)), (Rgb{306, 306, 306}));
     // At the top-left corner only dx, dy in {0, 1, 2} are read: 50 + 2*25 + 2*12 + 12 + 2*6 + 3.
-    expectRgb(ColorUtility::getAvgBlurPixel(&img, 0, 0), 151, 151, 151);
-    expectRgb(ColorUtility::getAvgBlurPixel(nullptr, 0, 0), 0, 0, 0);
-}
+    EXPECT_EQ(rgb(ColorUtility::getAvgBlurPixel(&uniform, 0, 0)), (Rgb{151, 151, 151}));
+    EXPECT_EQ(rgb(ColorUtility::getAvgBlurPixel(nullptr, 0, 0)), (Rgb{0, 0, 0}));
 
-TEST(ColorPixels, BlurReadsColumnWidthAsThePixelThatStartsTheNextRow)
-{
-    // Around (6, 3) in an 8-wide image, dx = +2 gives X = 8 = width, which is read (inclusive
-    // bound): byte offset (8 * Y + 8) * 3 is pixel (0, Y + 1).
+    // Around (6, 3) in an 8-wide image, dx = +2 gives X = 8 = width, which is read: byte offset
+    // (8 * Y + 8) * 3 is pixel (0, Y + 1). Column 9 (dx = +3) is never read.
     vsk::Image img(8, 8, 3);
     setPixel(img, 0, 4, 160, 160, 160);  // X = 8, Y = 3 (dy = 0): divisor 8
-    const ClrRGB c = ColorUtility::getAvgBlurPixel(&img, 6, 3);
-    expectRgb(c, 20, 20, 20);
-    // Column 9 (dx = +3) is never read: a bright pixel at (1, 4) changes nothing.
-    setPixel(img, 1, 4, 255, 255, 255);
-    expectRgb(ColorUtility::getAvgBlurPixel(&img, 6, 3), 20, 20, 20);
+    EXPECT_EQ(rgb(ColorUtility::getAvgBlurPixel(&img, 6, 3)), (Rgb{20, 20, 20}));
+    setPixel(img, 1, 4, 255, 255, 255);  // X = 9
+    EXPECT_EQ(rgb(ColorUtility::getAvgBlurPixel(&img, 6, 3)), (Rgb{20, 20, 20}));
 }
 
 TEST(ColorPixels, BlurGivesTheSameResultOnOneThreadAndMany)
@@ -92,76 +84,61 @@ TEST(ColorPixels, BlurGivesTheSameResultOnOneThreadAndMany)
                       [&](int y)
                       {
                           for (int x = 2; x < 14; ++x)
-                          {
                               EXPECT_TRUE(ColorUtility::getAvgBlurPixel(&img, x, y) == serial[y - 2][x - 2]);
-                          }
                       });
 }
 
-TEST(ColorAdjust, KeyCombineAndContrast)
+TEST(ColorAdjust, KeyCombineContrastReductionAndBins)
 {
-    expectRgb(ColorUtility::getClrFromKey(0x123456), 0x12, 0x34, 0x56);
-    expectRgb(ColorUtility::getClrFromKey(0x120000), 0x12, 0, 0);
-    expectRgb(ColorUtility::getClrFromKey(0x7F123456), 0x12, 0x34, 0x56);  // high byte ignored
-
-    ClrRGB a(100, 50, 10);
-    ClrRGB b(20, 40, 1);
-    expectRgb(ColorUtility::getCombineClr(a, 0.5f, b, 0.5f), 60, 45, 5);
-    ClrRGB c(100, 3, 1);
-    ClrRGB d(0, 0, 0);
-    expectRgb(ColorUtility::getCombineClr(c, 0.5f, d, 1.0f), 50, 1, 50);  // zero blue takes red
-
-    ClrRGB e(100, 3, 1);
-    ClrRGB& same = ColorUtility::performColorContrast(e, 0.5f);
-    EXPECT_EQ(&same, &e);
-    expectRgb(e, 50, 1, 0);
-}
-
-TEST(ColorAdjust, ReductionAndBinsFloorToTheirSteps)
-{
-    ClrRGB c(200, 100, 50);
-    expectRgb(ColorUtility::performColorReduction(c, 4), 191, 63, 0);
-    expectRgb(c, 200, 100, 50);  // unchanged
-    ClrRGB full(255, 128, 1);
-    expectRgb(ColorUtility::performColorReduction(full, 1), 255, 0, 0);  // no substitution
-
-    ClrRGB bins(255, 16, 15);
+    ClrRGB a(100, 50, 10), b(20, 40, 1), c(100, 3, 1), black(0, 0, 0), contrast(100, 3, 1);
+    ClrRGB reduce(200, 100, 50), full(255, 128, 1), bins(255, 16, 15);
     ImageUtils::reduceBinSize(bins);
-    expectRgb(bins, 255, 15, 0);
+    EXPECT_EQ(&ColorUtility::performColorContrast(contrast, 0.5f), &contrast);
+    const std::tuple<const char*, ClrRGB, Rgb> rows[] = {
+        {"key", ColorUtility::getClrFromKey(0x123456), {0x12, 0x34, 0x56}},
+        {"key, no substitution", ColorUtility::getClrFromKey(0x120000), {0x12, 0, 0}},
+        {"key, high byte ignored", ColorUtility::getClrFromKey(0x7F123456), {0x12, 0x34, 0x56}},
+        {"combine", ColorUtility::getCombineClr(a, 0.5f, b, 0.5f), {60, 45, 5}},
+        {"combine, zero blue takes red", ColorUtility::getCombineClr(c, 0.5f, black, 1.0f), {50, 1, 50}},
+        {"contrast, in place", contrast, {50, 1, 0}},
+        {"reduction, step 63.75", ColorUtility::performColorReduction(reduce, 4), {191, 63, 0}},
+        {"reduction leaves its argument", reduce, {200, 100, 50}},
+        {"reduction, no substitution", ColorUtility::performColorReduction(full, 1), {255, 0, 0}},
+        {"bins of 15.9375", bins, {255, 15, 0}},
+    };
+    for (const auto& [what, got, expected] : rows)
+        EXPECT_EQ(rgb(got), expected) << what;
 }
 
 TEST(ColorAdjust, SaturationMovesChannelsAroundPerceivedBrightness)
 {
     // Perceived brightness P = sqrt(0.299 * 200^2 + 0.587 * 100^2 + 0.114 * 50^2) = 134.59...
-    ClrRGB same(200, 100, 50), grey(200, 100, 50), vivid(200, 100, 50);
+    ClrRGB same(200, 100, 50), grey(200, 100, 50), vivid(200, 100, 50), white(1000, 1000, 1000);
     ColorUtility::performColorSaturation(same, 1.0);
-    expectRgb(same, 200, 100, 50);
+    EXPECT_EQ(rgb(same), (Rgb{200, 100, 50}));
     EXPECT_EQ(&ColorUtility::performColorSaturation(grey, 0.0), &grey);
-    expectRgb(grey, 134, 134, 134);
+    EXPECT_EQ(rgb(grey), (Rgb{134, 134, 134}));
     ColorUtility::performColorSaturation(vivid, 2.0);
-    expectRgb(vivid, 265, 65, 65502);  // 2 * 50 - P is below zero and wraps
-}
-
-TEST(ColorAdjust, SaturationUsesTheSinglePrecisionWeights)
-{
-    // With the decimal weights 0.299/0.587/0.114 the brightness of (1000, 1000, 1000) would be
-    // exactly 1000; the widened float weights add up to 1.0000000075, which lifts it just
-    // past 1000, so a channel of 1000 lands on 999 after (c - P) * 2 + P truncates.
-    ClrRGB c(1000, 1000, 1000);
-    ColorUtility::performColorSaturation(c, 2.0);
-    expectRgb(c, 999, 999, 999);
+    EXPECT_EQ(rgb(vivid), (Rgb{265, 65, 65502}));  // 2 * 50 - P is below zero and wraps
+    // The weights are the single-precision values widened to double: they add up to 1.0000000075,
+    // which lifts the brightness of (1000, 1000, 1000) just past 1000, so (c - P) * 2 + P gives 999.
+    ColorUtility::performColorSaturation(white, 2.0);
+    EXPECT_EQ(rgb(white), (Rgb{999, 999, 999}));
 }
 
 TEST(ImageHue, AtanHueInWholeDegrees)
 {
-    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(255, 0, 0)), 0.0f);
-    // (g - b) * 1.732 / ((r - g) + (r - b)) = 1.732 / -1 for pure green: atan gives -60.
-    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(0, 255, 0)), -60.0f);
-    // 2r = g + b gives a zero denominator, exactly so in float when b = 0 and g = 2r.
-    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(100, 200, 0)), 90.0f);
-    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(100, 0, 200)), -90.0f);
-    // 2r = g + b again, but the scaled channels do not cancel exactly: the differences are taken
-    // in double, where the denominator's sign differs from a single-precision evaluation.
-    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(5, 9, 1)), -90.0f);
-    EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(5, 1, 9)), 89.0f);
+    const std::pair<Rgb, float> rows[] = {
+        {{255, 0, 0}, 0.0f},
+        {{0, 255, 0}, -60.0f},   // (g - b) * 1.732 / ((r - g) + (r - b)) = 1.732 / -1: atan gives -60
+        {{100, 200, 0}, 90.0f},  // 2r = g + b: a zero denominator, exactly so in float when b = 0
+        {{100, 0, 200}, -90.0f},
+        // 2r = g + b again, but the scaled channels do not cancel exactly: the differences are
+        // taken in double, where the denominator's sign differs from a single-precision evaluation
+        {{5, 9, 1}, -90.0f},
+        {{5, 1, 9}, 89.0f},
+    };
+    for (const auto& [in, hue] : rows)
+        EXPECT_EQ(ImageUtils::getHuefromRGB(ClrRGB::raw(in[0], in[1], in[2])), hue)
+            << in[0] << ", " << in[1] << ", " << in[2];
 }

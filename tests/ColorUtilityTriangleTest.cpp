@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <memory>
+#include <utility>
 
 using Quelm::Topology::ClrRGB;
 using Quelm::Topology::ColorUtility;
@@ -12,13 +14,6 @@ using Quelm::Topology::OxmTnSurface;
 
 namespace
 {
-
-void expectRgb(const ClrRGB& c, unsigned r, unsigned g, unsigned b)
-{
-    EXPECT_EQ(c.r, r);
-    EXPECT_EQ(c.g, g);
-    EXPECT_EQ(c.b, b);
-}
 
 // One triangle (group 5) over a 4 x 4 RGB image whose pixel (x, y) is (10 + x, 20 + 4 y, 100),
 // with the material of group 5 carrying that image.
@@ -66,24 +61,23 @@ protected:
 
 }  // namespace
 
-TEST_F(TriangleColor, SamplesTheCentreAndTheThreeCornerMidpoints)
+// Samples the centre and the three corner midpoints, each pixel / 4 truncated, in [0, 1) without
+// flipping v; a corner outside samples pixel (0, 0).
+TEST_F(TriangleColor, SamplesTheCentreAndTheCornerMidpoints)
 {
-    // Corners (0, 0), (3, 0), (0, 3): centre (1, 1); midpoints (0, 0), (2, 0), (0, 2).
-    setUVs(0.0f, 0.0f, 0.8f, 0.0f, 0.0f, 0.8f);
-    // red: (11 + 10 + 12 + 10) / 4 each truncated = 2 + 2 + 3 + 2; green: 24, 20, 20, 28 -> 6 + 5 + 5 + 7
-    expectRgb(colour(), 9, 23, 100);
-}
-
-TEST_F(TriangleColor, CornersOutsideTheUnitSquareSamplePixelZero)
-{
-    setUVs(1.0f, 0.5f, -0.01f, 0.5f, 0.5f, 1.0f);  // u = 1 and v = 1 are outside: [0, 1)
-    expectRgb(colour(), 8, 20, 100);               // pixel (0, 0) = (10, 20, 100), four times / 4
-}
-
-TEST_F(TriangleColor, VIsNotFlipped)
-{
-    setUVs(0.0f, 0.9f, 0.0f, 0.9f, 0.0f, 0.9f);  // every sample at row trunc(4 * 0.9) = 3
-    expectRgb(colour(), 8, 32, 100);             // (10, 32, 100)
+    const std::pair<std::array<float, 6>, std::array<unsigned, 3>> rows[] = {
+        // corners (0, 0), (3, 0), (0, 3): centre (1, 1), midpoints (0, 0), (2, 0), (0, 2);
+        // red 2 + 2 + 3 + 2, green 6 + 5 + 5 + 7
+        {{0.0f, 0.0f, 0.8f, 0.0f, 0.0f, 0.8f}, {9, 23, 100}},
+        {{1.0f, 0.5f, -0.01f, 0.5f, 0.5f, 1.0f}, {8, 20, 100}},  // u = 1, v = 1 outside: (10, 20, 100) / 4
+        {{0.0f, 0.9f, 0.0f, 0.9f, 0.0f, 0.9f}, {8, 32, 100}},    // v not flipped: row 3 is (10, 32, 100)
+    };
+    for (const auto& [uv, expected] : rows)
+    {
+        setUVs(uv[0], uv[1], uv[2], uv[3], uv[4], uv[5]);
+        const ClrRGB c = colour();
+        EXPECT_EQ((std::array<unsigned, 3>{c.r, c.g, c.b}), expected) << uv[0] << ", " << uv[1];
+    }
 }
 
 TEST_F(TriangleColor, BlackWithoutAUsableTexture)
@@ -91,11 +85,11 @@ TEST_F(TriangleColor, BlackWithoutAUsableTexture)
     setUVs(0.1f, 0.1f, 0.2f, 0.1f, 0.1f, 0.2f);
     EXPECT_FALSE(colour() == ClrRGB());
 
+    const auto surface = OxmTnSurface::castUp(surface_);
     EXPECT_TRUE(ColorUtility::getTriangleColor(nullptr, layer_, tID_) == ClrRGB());
-    EXPECT_TRUE(ColorUtility::getTriangleColor(OxmTnSurface::castUp(surface_), nullptr, tID_) == ClrRGB());
-    EXPECT_TRUE(ColorUtility::getTriangleColor(OxmTnSurface::castUp(surface_), layer_, tID_ + 1) == ClrRGB());
-    EXPECT_TRUE(ColorUtility::getTriangleColor(OxmTnSurface::castUp(surface_), layer_,
-                                               vsk::IMesh::InvalidID) == ClrRGB());
+    EXPECT_TRUE(ColorUtility::getTriangleColor(surface, nullptr, tID_) == ClrRGB());
+    EXPECT_TRUE(ColorUtility::getTriangleColor(surface, layer_, tID_ + 1) == ClrRGB());
+    EXPECT_TRUE(ColorUtility::getTriangleColor(surface, layer_, vsk::IMesh::InvalidID) == ClrRGB());
 
     auto twoChannels = std::make_shared<vsk::Image>(4, 4, 2);
     std::fill(twoChannels->Buffer().begin(), twoChannels->Buffer().end(), 200);

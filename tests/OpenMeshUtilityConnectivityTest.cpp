@@ -29,28 +29,20 @@ std::vector<std::vector<int>> sorted(const Components& components)
 // Two separate triangles: vertices 0-2 and 3-5, faces 0 and 1.
 std::unique_ptr<test::Mesh> makeTwoTriangles()
 {
-    auto mesh = std::make_unique<test::Mesh>();
-    std::vector<test::Mesh::VertexHandle> v;
-    for (int i = 0; i < 6; ++i)
-        v.push_back(mesh->add_vertex(test::Mesh::Point(float(i % 3), float(i / 3 * 5 + (i % 3 == 2)), 0)));
-    mesh->add_face(v[0], v[1], v[2]);
-    mesh->add_face(v[3], v[4], v[5]);
-    return mesh;
+    return test::makeMesh({{0, 0, 0}, {1, 0, 0}, {2, 1, 0}, {0, 5, 0}, {1, 5, 0}, {2, 6, 0}},
+                          {{0, 1, 2}, {3, 4, 5}});
 }
 
 }  // namespace
 
-TEST(ConnectedComponents, NullMeshGivesNothing)
-{
-    EXPECT_TRUE(OpenMeshUtility::GetConnectedVertexComponents(nullptr).empty());
-    EXPECT_TRUE(OpenMeshUtility::GetConnectedFaceComponents(nullptr, nullptr).empty());
-    test::Mesh empty;
-    EXPECT_TRUE(OpenMeshUtility::GetConnectedVertexComponents(&empty).empty());
-    EXPECT_TRUE(OpenMeshUtility::GetConnectedFaceComponents(&empty, nullptr).empty());
-}
-
 TEST(ConnectedComponents, TwoSeparateTrianglesAndAnIsolatedVertex)
 {
+    test::Mesh empty;
+    for (const test::Mesh* none : {static_cast<test::Mesh*>(nullptr), &empty})
+    {
+        EXPECT_TRUE(OpenMeshUtility::GetConnectedVertexComponents(none).empty());
+        EXPECT_TRUE(OpenMeshUtility::GetConnectedFaceComponents(none, nullptr).empty());
+    }
     auto mesh = makeTwoTriangles();
     mesh->add_vertex({9, 9, 9});  // vertex 6, no face
     const Components vertices = OpenMeshUtility::GetConnectedVertexComponents(mesh.get());
@@ -61,16 +53,12 @@ TEST(ConnectedComponents, TwoSeparateTrianglesAndAnIsolatedVertex)
     for (size_t i = 0; i < vertices.size(); ++i)  // same order as the vertex components
         EXPECT_EQ(faces[i], vertices[i].count(6) ? Components::value_type{}
                                                  : Components::value_type{vertices[i].count(0) ? 0 : 1});
-}
 
-TEST(ConnectedComponents, DeletedElementsAreSkipped)
-{
-    auto mesh = makeTwoTriangles();
     mesh->delete_face(OpenMesh::FaceHandle(1), true);  // its three vertices become deleted too
-    const Components vertices = OpenMeshUtility::GetConnectedVertexComponents(mesh.get());
-    EXPECT_EQ(sorted(vertices), (std::vector<std::vector<int>>{{0, 1, 2}}));
-    const Components faces = OpenMeshUtility::GetConnectedFaceComponents(mesh.get(), nullptr);
-    EXPECT_EQ(sorted(faces), (std::vector<std::vector<int>>{{0}}));
+    EXPECT_EQ(sorted(OpenMeshUtility::GetConnectedVertexComponents(mesh.get())),
+              (std::vector<std::vector<int>>{{0, 1, 2}, {6}}));
+    EXPECT_EQ(sorted(OpenMeshUtility::GetConnectedFaceComponents(mesh.get(), nullptr)),
+              (std::vector<std::vector<int>>{{}, {0}}));
 }
 
 TEST(ConnectedComponents, LargeConnectedGridIsOneComponent)
@@ -81,17 +69,14 @@ TEST(ConnectedComponents, LargeConnectedGridIsOneComponent)
     EXPECT_EQ(vertices[0].size(), 41u * 31u);
 }
 
-TEST(ConnectedComponents, OneGivenComponentTakesEveryLiveFace)
+// A given list is taken as it is: exactly one component takes every live face, whatever it holds;
+// otherwise the faces around the given vertices are collected and bad indices skipped.
+TEST(ConnectedComponents, GivenComponentsAreTakenAsGiven)
 {
     auto mesh = makeTwoTriangles();
-    const Components one{{0}};  // does not match the mesh, but there is exactly one
-    const Components faces = OpenMeshUtility::GetConnectedFaceComponents(mesh.get(), &one);
-    EXPECT_EQ(sorted(faces), (std::vector<std::vector<int>>{{0, 1}}));
-}
-
-TEST(ConnectedComponents, MismatchedListIsTakenAsGivenAndBadIndicesAreSkipped)
-{
-    auto mesh = makeTwoTriangles();
+    const Components one{{0}};
+    EXPECT_EQ(sorted(OpenMeshUtility::GetConnectedFaceComponents(mesh.get(), &one)),
+              (std::vector<std::vector<int>>{{0, 1}}));
     const Components given{{3}, {0, -1, 99}, {}};
     const Components faces = OpenMeshUtility::GetConnectedFaceComponents(mesh.get(), &given);
     ASSERT_EQ(faces.size(), 3u);
@@ -128,21 +113,10 @@ TEST(NonManifoldCleanup, PassCountIsMaxPassesPlusOne)
     // pass 2 removes g1 and g2; pass 3 finds nothing.
     auto build = []
     {
-        auto mesh = std::make_unique<test::Mesh>();
-        auto w = mesh->add_vertex({0, 0, 0});
-        auto b = mesh->add_vertex({-2, 0, 0});
-        auto a = mesh->add_vertex({-1, 1, 0});
-        auto p = mesh->add_vertex({0, 2, 0});
-        auto c = mesh->add_vertex({1, 1, 0});
-        auto d = mesh->add_vertex({2, 0, 0});
-        auto e = mesh->add_vertex({1, 3, 0});
-        auto f = mesh->add_vertex({-1, 3, 0});
-        mesh->add_face(w, a, b);
-        mesh->add_face(w, p, a);
-        mesh->add_face(w, c, p);
-        mesh->add_face(w, d, c);
-        mesh->add_face(p, e, f);
-        return mesh;
+        // w, b, a, p, c, d, e, f
+        return test::makeMesh(
+            {{0, 0, 0}, {-2, 0, 0}, {-1, 1, 0}, {0, 2, 0}, {1, 1, 0}, {2, 0, 0}, {1, 3, 0}, {-1, 3, 0}},
+            {{0, 2, 1}, {0, 3, 2}, {0, 4, 3}, {0, 5, 4}, {3, 6, 7}});
     };
     auto mesh = build();
     EXPECT_EQ(OpenMeshUtility::GetFaceCount(*mesh), 5u);

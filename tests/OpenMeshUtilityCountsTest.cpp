@@ -5,56 +5,40 @@
 
 using Quelm::Topology::OpenMeshUtility;
 
-TEST(MeshCounts, EmptyMeshCountsNothing)
+TEST(MeshCounts, EmptyAndDeletedElementsCountNothing)
 {
-    test::Mesh mesh;
-    EXPECT_EQ(OpenMeshUtility::GetVertexCount(mesh), 0u);
-    EXPECT_EQ(OpenMeshUtility::GetFaceCount(mesh), 0u);
-    EXPECT_EQ(OpenMeshUtility::GetSelectedFaceCount(mesh), 0u);
-    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(mesh), 0u);
-    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryAndSelectedFaceCount(mesh), 0u);
-}
+    test::Mesh empty;
+    EXPECT_EQ(OpenMeshUtility::GetVertexCount(empty), 0u);
+    EXPECT_EQ(OpenMeshUtility::GetFaceCount(empty), 0u);
+    EXPECT_EQ(OpenMeshUtility::GetSelectedFaceCount(empty), 0u);
+    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(empty), 0u);
+    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryAndSelectedFaceCount(empty), 0u);
 
-TEST(MeshCounts, DeletedFacesAreNotCountedBeforeGarbageCollection)
-{
     auto mesh = test::makeGrid(3, 3);
     mesh->delete_face(*mesh->faces_begin(), false);
-    EXPECT_EQ(mesh->n_faces(), 18u);
+    EXPECT_EQ(mesh->n_faces(), 18u);  // not yet garbage-collected
     EXPECT_EQ(OpenMeshUtility::GetFaceCount(*mesh), 17u);
     EXPECT_EQ(OpenMeshUtility::GetVertexCount(*mesh), 16u);
 }
 
+// A face is a boundary face only through a boundary edge, not through its vertices.
 TEST(MeshCounts, BoundaryFacesNeedABoundaryEdge)
 {
     auto tet = test::makeTetrahedron();
     EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(*tet), OpenMeshUtility::GetFaceCount(*tet));
-
     auto one = test::makeGrid(1, 1);
     one->delete_face(*one->faces_begin(), true);
     EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(*one), 0u);
-
     // A 4 x 4 grid has 7 triangles along the bottom and right sides and 7 along the top and left.
-    auto grid = test::makeGrid(4, 4);
-    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(*grid), 32u - 14u);
-}
+    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(*test::makeGrid(4, 4)), 32u - 14u);
 
-TEST(MeshCounts, FaceWithAllVerticesOnTheBoundaryButNoBoundaryEdgeIsInterior)
-{
-    // A fan of four triangles around a centre, each outer vertex on the boundary; an inner
-    // triangle joining three boundary vertices through interior edges only.
-    test::Mesh mesh;
-    auto a = mesh.add_vertex({0, 0, 0});
-    auto b = mesh.add_vertex({2, 0, 0});
-    auto c = mesh.add_vertex({1, 2, 0});
-    auto p = mesh.add_vertex({1, -1, 0});
-    auto q = mesh.add_vertex({2.5f, 1.5f, 0});
-    auto r = mesh.add_vertex({-0.5f, 1.5f, 0});
-    auto inner = mesh.add_face(a, b, c);
-    mesh.add_face(a, p, b);
-    mesh.add_face(b, q, c);
-    mesh.add_face(c, r, a);
-    EXPECT_FALSE(mesh.is_boundary(inner, false));
-    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(mesh), 1u);
+    // An inner triangle joining three boundary vertices through interior edges only, fanned by
+    // one triangle on each side.
+    auto fan =
+        test::makeMesh({{0, 0, 0}, {2, 0, 0}, {1, 2, 0}, {1, -1, 0}, {2.5f, 1.5f, 0}, {-0.5f, 1.5f, 0}},
+                       {{0, 1, 2}, {0, 3, 1}, {1, 4, 2}, {2, 5, 0}});
+    EXPECT_FALSE(fan->is_boundary(test::Mesh::FaceHandle(0), false));
+    EXPECT_EQ(OpenMeshUtility::GetNonBoundaryFaceCount(*fan), 1u);
 }
 
 TEST(MeshCounts, SelectionComesFromVerticesNotFromTheFaceBit)

@@ -57,30 +57,25 @@ TEST(ParallelDecimation, LargeTerrainReachesItsTargetCleanly)
     EXPECT_FALSE(OpenMeshUtility::HasNonManifoldVertices(*mesh));
 }
 
-// A ratio of 0.5 runs one pass, which removes only its 0.9 share of R.
-TEST(ParallelDecimation, RatioHalfRunsOnePassWithItsShare)
+// A ratio of 0.5 runs one pass, which removes only its 0.9 share of R = 1600. Above 0.5 two passes
+// run, and the last seam pass, with every vertex free, meets the target exactly on a flat mesh:
+// R = trunc(3200 * 0.51f) = 1632 in single precision (1631 in double), then trunc(0.9 R) = 1468
+// and trunc(0.1 R) = 163. One collapse may remove two faces at once.
+TEST(ParallelDecimation, OnePassAtRatioHalfAndTwoPassesAboveMeetTheirTargets)
 {
-    auto mesh = test::makeTerrain(40, 40);  // 3200 faces
-    ASSERT_TRUE(OpenMeshUtility::DecimateMeshParallel(mesh.get(), 0.5f, 0.1, 60.0, true, false, false));
-    const size_t faces = OpenMeshUtility::GetFaceCount(*mesh);
-    EXPECT_LE(faces, 3200u - 1440u);  // 0.9 of R = 1600
-    EXPECT_GE(faces, 3200u - 1441u);
-}
+    auto half = test::makeTerrain(40, 40);  // 3200 faces
+    ASSERT_TRUE(OpenMeshUtility::DecimateMeshParallel(half.get(), 0.5f, 0.1, 60.0, true, false, false));
+    EXPECT_LE(OpenMeshUtility::GetFaceCount(*half), 3200u - 1440u);
+    EXPECT_GE(OpenMeshUtility::GetFaceCount(*half), 3200u - 1441u);
 
-// Above 0.5 two passes run, and the last seam pass, with every vertex free, meets the target
-// exactly on a flat mesh: R = trunc(3200 * 0.51f) = 1632 in single precision (1631 in double),
-// then trunc(0.9 R) = 1468 and trunc(0.1 R) = 163. One collapse may remove two faces at once.
-TEST(ParallelDecimation, TwoPassesMeetTheSecondPassTarget)
-{
-    auto mesh = test::makeTerrain(40, 40, 0.0f);
-    for (auto vh : mesh->vertices())
-        mesh->set_point(vh, {mesh->point(vh)[0], mesh->point(vh)[1], 0.0f});
-    ASSERT_TRUE(OpenMeshUtility::DecimateMeshParallel(mesh.get(), 0.51f, 1.0, 90.0, true, false, false));
-    const size_t faces = OpenMeshUtility::GetFaceCount(*mesh);
+    auto flat = test::makeTerrain(40, 40, 0.0f);
+    for (auto vh : flat->vertices())
+        flat->set_point(vh, {flat->point(vh)[0], flat->point(vh)[1], 0.0f});
+    ASSERT_TRUE(OpenMeshUtility::DecimateMeshParallel(flat.get(), 0.51f, 1.0, 90.0, true, false, false));
     const size_t target = 3200u - 1468u - 163u;
-    EXPECT_LE(faces, target);
-    EXPECT_GE(faces + 1, target);
-    EXPECT_EQ(test::countDegenerateFaces(*mesh), 0u);
+    EXPECT_LE(OpenMeshUtility::GetFaceCount(*flat), target);
+    EXPECT_GE(OpenMeshUtility::GetFaceCount(*flat) + 1, target);
+    EXPECT_EQ(test::countDegenerateFaces(*flat), 0u);
 }
 
 TEST(ParallelDecimation, SameResultWithOneThreadAndWithMany)
@@ -101,7 +96,7 @@ TEST(ParallelDecimation, SameResultWithOneThreadAndWithMany)
     }
 }
 
-TEST(ParallelDecimation, NormalsAreUpdatedOnlyOnRequestAndFaceNormalsKeptAsTheyWere)
+TEST(ParallelDecimation, CarriesTexturesAndUpdatesNormalsKeepingFaceNormalsAsTheyWere)
 {
     auto plain = test::makeTerrain(30, 30, 0.0f);
     for (auto vh : plain->vertices())
@@ -111,32 +106,24 @@ TEST(ParallelDecimation, NormalsAreUpdatedOnlyOnRequestAndFaceNormalsKeptAsTheyW
     for (auto vh : plain->vertices())
         EXPECT_NEAR(plain->normal(vh).norm(), 1.0f, 1e-4f);
 
-    auto requested = test::makeTerrain(30, 30);
-    requested->request_face_normals();
-    ASSERT_TRUE(OpenMeshUtility::DecimateMeshParallel(requested.get(), 0.6f, 0.1, 60.0, true, false, true));
-    EXPECT_TRUE(requested->has_face_normals());
-    for (auto fh : requested->faces())
-        EXPECT_NEAR(requested->normal(fh).norm(), 1.0f, 1e-4f);
-}
-
-TEST(ParallelDecimation, TextureCoordinatesAndIndicesAreCarried)
-{
     auto mesh = test::makeTerrain(30, 30);
+    mesh->request_face_normals();
     mesh->request_vertex_texcoords2D();
     mesh->request_face_texture_index();
     for (auto vh : mesh->vertices())
         mesh->set_texcoord2D(vh, {mesh->point(vh)[0] / 30.0f, mesh->point(vh)[1] / 30.0f});
     for (auto fh : mesh->faces())
         mesh->set_texture_index(fh, 3);
-    ASSERT_TRUE(OpenMeshUtility::DecimateMeshParallel(mesh.get(), 0.7f, 0.1, 60.0, true, false, false));
-    ASSERT_TRUE(mesh->has_vertex_texcoords2D());
-    for (auto vh : mesh->vertices())
-    {
-        EXPECT_FLOAT_EQ(mesh->texcoord2D(vh)[0], mesh->point(vh)[0] / 30.0f);
-        EXPECT_FLOAT_EQ(mesh->texcoord2D(vh)[1], mesh->point(vh)[1] / 30.0f);
-    }
+    ASSERT_TRUE(OpenMeshUtility::DecimateMeshParallel(mesh.get(), 0.7f, 0.1, 60.0, true, false, true));
+    ASSERT_TRUE(mesh->has_face_normals() && mesh->has_vertex_texcoords2D());
+    for (auto vh : mesh->vertices())  // each kept vertex keeps its own coordinate
+        EXPECT_EQ(mesh->texcoord2D(vh),
+                  OpenMesh::Vec2f(mesh->point(vh)[0] / 30.0f, mesh->point(vh)[1] / 30.0f));
     for (auto fh : mesh->faces())
+    {
         EXPECT_EQ(mesh->texture_index(fh), 3);
+        EXPECT_NEAR(mesh->normal(fh).norm(), 1.0f, 1e-4f);
+    }
 }
 
 TEST(ParallelDecimation, SurvivesBadMeshes)
@@ -168,13 +155,8 @@ TEST(CellDecimation, HoldsTheBorderAndUnselectedVertices)
     cell->add_property(cell->quadricHandle);  // zero quadrics: every flat collapse is free
     Access::partitionDecimate(*cell, 0, 1.0, 60.0);
     EXPECT_TRUE(test::isCompact(*cell));
-    int right = 0;
-    for (auto vh : cell->vertices())
-    {
-        const auto& p = cell->point(vh);
-        if (p[0] >= 5.0f)
-            ++right;
-    }
+    const auto right = std::count_if(cell->vertices_begin(), cell->vertices_end(),
+                                     [&](auto vh) { return cell->point(vh)[0] >= 5.0f; });
     EXPECT_EQ(right, 6 * 11);  // x = 5..10, every vertex kept
     EXPECT_LT(cell->n_vertices(), 121u);
 }
@@ -238,15 +220,14 @@ TEST(CellMerge, PartitionThenMergeKeepsEveryQuadric)
     auto cells = Access::partitionMesh(mesh.get(), box, 3.0f, 0.0f, false);
     ASSERT_GT(cells.size(), 4u);
 
-    std::vector<int> numbers;
-    for (const auto& entry : cells)
-        numbers.push_back(entry.first);
-    std::sort(numbers.begin(), numbers.end());
+    std::map<int, test::Mesh*> inOrder;
+    for (auto& [number, cell] : cells)
+        inOrder[number] = &cell;
     test::Mesh merged;
     tbb::concurrent_vector<OpenMesh::VertexHandle> seam;
     OpenMeshUtility::WeldMap weld;
-    for (int number : numbers)
-        Access::mergePartitionMesh(merged, seam, weld, cells.find(number)->second, false);
+    for (auto& [number, cell] : inOrder)
+        Access::mergePartitionMesh(merged, seam, weld, *cell, false);
 
     ASSERT_EQ(merged.n_vertices(), before.size());
     for (auto vh : merged.vertices())

@@ -1,6 +1,5 @@
 #include "support/DecimationMeshes.h"
 #include "topology/OpenMeshUtility.h"
-#include "topology/decimation/OxmModQuadric.h"
 
 #include <gtest/gtest.h>
 
@@ -19,25 +18,6 @@ struct Access : OpenMeshUtility
 {
     using OpenMeshUtility::partitionMesh;
 };
-
-Box<float> unitBox()
-{
-    return Box<float>(Vector3<float>(0, 0, 0), Vector3<float>(1, 1, 1));
-}
-
-// One triangle whose reference corner (the target of the face's stored half-edge) sits at `corner`
-// and whose other corners sit at `others` and just beside it.
-std::unique_ptr<test::Mesh> triangleWithCorner(const test::Mesh::Point& corner,
-                                               const test::Mesh::Point& others)
-{
-    auto mesh = std::make_unique<test::Mesh>();
-    auto a = mesh->add_vertex(others);
-    auto b = mesh->add_vertex(others + test::Mesh::Point(0.01f, 0, 0));
-    auto c = mesh->add_vertex(others + test::Mesh::Point(0, 0.01f, 0));
-    const auto fh = mesh->add_face(a, b, c);
-    mesh->set_point(mesh->to_vertex_handle(mesh->halfedge_handle(fh)), corner);
-    return mesh;
-}
 
 }  // namespace
 
@@ -67,53 +47,31 @@ TEST(Partition, EveryFaceLandsInOneCellAndTheSourceIsEmptied)
     EXPECT_EQ(faces, 3200u);
 }
 
-TEST(Partition, CellsCarryTheSourceQuadrics)
+// A face goes whole to the cell of its reference corner (the target of its stored half-edge). The z index is
+// measured from the box's minimum x: with min.x = 10, a corner at (10.5, 0.5, 0.5) gets iz = floor((0.5 - 10)
+// / 0.2) = -48, so cell 2*25 + 2*5 - 48 = 12; a negative cell number becomes 0.
+TEST(Partition, CellOfACornerIncludesTheBoxMaximumAndOffsetsZByTheMinimumX)
 {
-    auto mesh = test::makeTerrain(12, 12, 0.3f);
+    const Box<float> unit(Vector3<float>(0, 0, 0), Vector3<float>(1, 1, 1));
+    const Box<float> shifted(Vector3<float>(10, 0, 0), Vector3<float>(11, 1, 1));
+    const std::tuple<const char*, Box<float>, test::Mesh::Point, test::Mesh::Point, int> rows[] = {
+        {"box maximum: last cell", unit, {1, 1, 1}, {0.1f, 0.1f, 0.1f}, 124},
+        {"z offset by min x", shifted, {10.5f, 0.5f, 0.5f}, {10.1f, 0.1f, 0.1f}, 12},
+        {"negative: clamped", shifted, {10, 0, 0}, {10.1f, 0.1f, 0.1f}, 0},
+    };
+    for (const auto& [what, box, corner, others, number] : rows)
     {
-        Quelm::Topology::OxmModQuadric module(*mesh);
-        module.keep_quadrics = true;
-        module.initialize();
+        // the other corners sit at `others` and just beside it
+        test::Mesh mesh;
+        const auto fh =
+            mesh.add_face(mesh.add_vertex(others), mesh.add_vertex(others + test::Mesh::Point(0.01f, 0, 0)),
+                          mesh.add_vertex(others + test::Mesh::Point(0, 0.01f, 0)));
+        mesh.set_point(mesh.to_vertex_handle(mesh.halfedge_handle(fh)), corner);
+        auto cells = Access::partitionMesh(&mesh, box, 5.0f, 0.0f, false);
+        ASSERT_EQ(cells.size(), 1u) << what;
+        EXPECT_EQ(cells.begin()->first, number) << what;
+        EXPECT_EQ(cells.begin()->second.n_faces(), 1u) << what;
     }
-    const test::Mesh::VertexHandle probe(5 * 13 + 5);
-    const auto point = mesh->point(probe);
-    const double expected = mesh->property(mesh->quadricHandle, probe)(OpenMesh::Vec3d(0, 0, 9));
-    const auto box = OpenMeshUtility::ComputeBoundingBox(mesh.get());
-    auto cells = Access::partitionMesh(mesh.get(), box, 2.0f, 0.0f, false);
-    int found = 0;
-    for (auto& [number, cell] : cells)
-        for (auto vh : cell.vertices())
-            if (cell.point(vh) == point)
-            {
-                ++found;
-                EXPECT_EQ(cell.property(cell.quadricHandle, vh)(OpenMesh::Vec3d(0, 0, 9)), expected);
-            }
-    EXPECT_GE(found, 1);
-}
-
-TEST(Partition, ACornerOnTheBoxMaximumGoesToTheLastCell)
-{
-    auto mesh = triangleWithCorner({1, 1, 1}, {0.1f, 0.1f, 0.1f});
-    auto cells = Access::partitionMesh(mesh.get(), unitBox(), 5.0f, 0.0f, false);
-    ASSERT_EQ(cells.size(), 1u);
-    EXPECT_EQ(cells.begin()->first, 124);
-    EXPECT_EQ(cells.begin()->second.n_faces(), 1u);  // the whole face, though only one corner is there
-}
-
-// The z index is measured from the box's minimum x: with min.x = 10, a corner at
-// (10.5, 0.5, 0.5) gets iz = floor((0.5 - 10) / 0.2) = -48, so cell 2*25 + 2*5 - 48 = 12.
-TEST(Partition, ZIndexIsOffsetByTheMinimumX)
-{
-    const Box<float> box(Vector3<float>(10, 0, 0), Vector3<float>(11, 1, 1));
-    auto mesh = triangleWithCorner({10.5f, 0.5f, 0.5f}, {10.1f, 0.1f, 0.1f});
-    auto cells = Access::partitionMesh(mesh.get(), box, 5.0f, 0.0f, false);
-    ASSERT_EQ(cells.size(), 1u);
-    EXPECT_EQ(cells.begin()->first, 12);
-
-    auto below = triangleWithCorner({10.0f, 0.0f, 0.0f}, {10.1f, 0.1f, 0.1f});
-    auto clamped = Access::partitionMesh(below.get(), box, 5.0f, 0.0f, false);
-    ASSERT_EQ(clamped.size(), 1u);
-    EXPECT_EQ(clamped.begin()->first, 0);  // a negative cell number becomes 0
 }
 
 // With the coarse grid a vertex may move only in the cell whose box holds it: a vertex shared by

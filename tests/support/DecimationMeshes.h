@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <random>
@@ -39,13 +40,9 @@ inline size_t countDegenerateFaces(const DecimationMesh& mesh)
     size_t count = 0;
     for (auto fh : mesh.faces())
     {
-        DecimationMesh::VertexHandle v[3];
-        int n = 0;
-        for (auto vh : mesh.fv_range(fh))
-            if (n < 3)
-                v[n++] = vh;
-        if (n != 3 || v[0] == v[1] || v[1] == v[2] || v[0] == v[2] || mesh.calc_face_area(fh) <= 0.0f)
-            ++count;
+        const std::vector<DecimationMesh::VertexHandle> v(mesh.cfv_begin(fh), mesh.cfv_end(fh));
+        count +=
+            v.size() != 3 || v[0] == v[1] || v[1] == v[2] || v[0] == v[2] || mesh.calc_face_area(fh) <= 0.0f;
     }
     return count;
 }
@@ -70,16 +67,12 @@ inline std::vector<DecimationMesh::Point> points(const DecimationMesh& mesh)
     return result;
 }
 
-// True when the mesh holds no deleted element (it was garbage-collected).
+// True when the mesh holds no deleted element (it was garbage-collected): the skipping iterators,
+// which pass over deleted elements, then meet every slot.
 inline bool isCompact(const DecimationMesh& mesh)
 {
-    for (auto vh : mesh.all_vertices())
-        if (mesh.status(vh).deleted())
-            return false;
-    for (auto fh : mesh.all_faces())
-        if (mesh.status(fh).deleted())
-            return false;
-    return true;
+    return size_t(std::distance(mesh.vertices_sbegin(), mesh.vertices_end())) == mesh.n_vertices() &&
+           size_t(std::distance(mesh.faces_sbegin(), mesh.faces_end())) == mesh.n_faces();
 }
 
 }  // namespace test

@@ -2,6 +2,7 @@
 
 #include "topology/OxmOMTopology.h"
 
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -15,6 +16,19 @@ namespace test
 {
 
 using Mesh = Quelm::Topology::OxmOMTopologyT<Quelm::Topology::MyTraits>;
+
+// A mesh of the given points and triangles (corner indices into `points`, vertex i at points[i]);
+// faces that OpenMesh refuses are left out.
+inline std::unique_ptr<Mesh> makeMesh(const std::vector<Mesh::Point>& points,
+                                      const std::vector<std::array<int, 3>>& faces)
+{
+    auto mesh = std::make_unique<Mesh>();
+    for (const auto& p : points)
+        mesh->add_vertex(p);
+    for (const auto& f : faces)
+        mesh->add_face(Mesh::VertexHandle(f[0]), Mesh::VertexHandle(f[1]), Mesh::VertexHandle(f[2]));
+    return mesh;
+}
 
 // An nx x ny grid of unit quads in the z = 0 plane, each split into two triangles:
 // (nx + 1)(ny + 1) vertices, 2 nx ny faces, counter-clockwise seen from +z.
@@ -38,16 +52,8 @@ inline std::unique_ptr<Mesh> makeGrid(int nx, int ny, float spacing = 1.0f)
 // A closed tetrahedron: 4 vertices, 4 faces, outward winding.
 inline std::unique_ptr<Mesh> makeTetrahedron()
 {
-    auto mesh = std::make_unique<Mesh>();
-    auto a = mesh->add_vertex(Mesh::Point(0, 0, 0));
-    auto b = mesh->add_vertex(Mesh::Point(1, 0, 0));
-    auto c = mesh->add_vertex(Mesh::Point(0, 1, 0));
-    auto d = mesh->add_vertex(Mesh::Point(0, 0, 1));
-    mesh->add_face(a, c, b);
-    mesh->add_face(a, b, d);
-    mesh->add_face(b, c, d);
-    mesh->add_face(c, a, d);
-    return mesh;
+    return makeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}},
+                    {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}});
 }
 
 // A closed UV sphere of radius r: `rings` latitude bands and `segments` longitude segments.
@@ -63,8 +69,8 @@ inline std::unique_ptr<Mesh> makeSphere(int rings, int segments, float r = 1.0f)
         for (int j = 0; j < segments; ++j)
         {
             const float ph = 2 * pi * float(j) / float(segments);
-            vh.push_back(mesh->add_vertex(
-                Mesh::Point(r * std::sin(th) * std::cos(ph), r * std::sin(th) * std::sin(ph), r * std::cos(th))));
+            vh.push_back(mesh->add_vertex(Mesh::Point(r * std::sin(th) * std::cos(ph),
+                                                      r * std::sin(th) * std::sin(ph), r * std::cos(th))));
         }
     }
     auto bottom = mesh->add_vertex(Mesh::Point(0, 0, -r));
@@ -85,15 +91,7 @@ inline std::unique_ptr<Mesh> makeSphere(int rings, int segments, float r = 1.0f)
 // Two triangles that share only one vertex (a non-manifold "bow tie"): 5 vertices, 2 faces.
 inline std::unique_ptr<Mesh> makeBowTie()
 {
-    auto mesh = std::make_unique<Mesh>();
-    auto c = mesh->add_vertex(Mesh::Point(0, 0, 0));
-    auto a1 = mesh->add_vertex(Mesh::Point(1, 0, 0));
-    auto a2 = mesh->add_vertex(Mesh::Point(1, 1, 0));
-    auto b1 = mesh->add_vertex(Mesh::Point(-1, 0, 0));
-    auto b2 = mesh->add_vertex(Mesh::Point(-1, -1, 0));
-    mesh->add_face(c, a1, a2);
-    mesh->add_face(c, b1, b2);
-    return mesh;
+    return makeMesh({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {-1, 0, 0}, {-1, -1, 0}}, {{0, 1, 2}, {0, 3, 4}});
 }
 
 // A temporary directory that is removed, with everything in it, when the object goes.
@@ -103,7 +101,8 @@ public:
     TempDir()
     {
         std::random_device rd;
-        path_ = std::filesystem::temp_directory_path() / ("qlm_test_" + std::to_string(rd()) + std::to_string(rd()));
+        path_ = std::filesystem::temp_directory_path() /
+                ("qlm_test_" + std::to_string(rd()) + std::to_string(rd()));
         std::filesystem::create_directories(path_);
     }
     ~TempDir()
