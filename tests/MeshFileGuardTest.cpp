@@ -245,7 +245,9 @@ TEST(MeshFileGuardOff, ChecksHeaderCountsAndFacesAgainstTheBytesLeft)
     for (size_t cut = 0; cut + 1 < kOff.size(); ++cut)
     {
         if (kOff[cut] == '\n')  // every whole line short
+        {
             EXPECT_FALSE(accepts(kOff.substr(0, cut + 1), ".off")) << cut;
+        }
     }
     expectAll(false, ".off",
               {"NOFF\n1 0 0\n0 0 0\n",  // normals missing
