@@ -240,15 +240,11 @@ void TarnelUtility::TrisBoundaryEdges(const VFTriangleMesh& mesh,
     // vertex and edge records, together in memory: in the set's hash order every edge lookup is a
     // cache miss. The outputs are concurrent sets.
     detail::IdMarks inSet(mesh.GetMaxTriangleID());
-    size_t memberCount = 0;
     for (unsigned tID : tris)
-        if (mesh.IsTriangle(tID) && !inSet.get(tID))
-        {
+        if (mesh.IsTriangle(tID))
             inSet.set(tID, 1);
-            ++memberCount;
-        }
     std::vector<unsigned> members;
-    members.reserve(memberCount);
+    members.reserve(tris.size());
     inSet.forEachMarked([&members](unsigned tID) { members.push_back(tID); });
     tbb::parallel_for(tbb::blocked_range<size_t>(0, members.size(), kBorderGrain),
                       [&](const tbb::blocked_range<size_t>& range)

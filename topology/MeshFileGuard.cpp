@@ -290,8 +290,8 @@ bool isFiniteNumber(std::string_view t)
 // given: relative to the current directory, since it reads from a stream and knows no folder of
 // the mesh. A name it cannot open only costs a warning, and a regular file is read to its end;
 // but a device or a named pipe (/dev/zero, a FIFO) would be read without end. So a name is
-// refused when it names something that exists and is not a regular file. Every plausible
-// trimming of the name is checked, so the one the reader opens is among them.
+// refused when it names something that exists and is not a regular file, taken both as it stands
+// and trimmed, so that whichever the reader opens is checked.
 bool isSafeMaterialName(std::string_view rest)
 {
     auto opensSomethingEndless = [](std::string_view name)
@@ -302,14 +302,7 @@ bool isSafeMaterialName(std::string_view rest)
         return type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found &&
                type != std::filesystem::file_type::none;
     };
-    auto isLineSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    std::string_view lineEndTrimmed = rest;
-    while (!lineEndTrimmed.empty() && isLineSpace(lineEndTrimmed.front()))
-        lineEndTrimmed.remove_prefix(1);
-    while (!lineEndTrimmed.empty() && isLineSpace(lineEndTrimmed.back()))
-        lineEndTrimmed.remove_suffix(1);
-    return !opensSomethingEndless(rest) && !opensSomethingEndless(lineEndTrimmed) &&
-           !opensSomethingEndless(trim(rest));
+    return !opensSomethingEndless(rest) && !opensSomethingEndless(trim(rest));
 }
 
 // Every corner starts with its vertex index: a corner like "/5" makes the reader attach a texture
