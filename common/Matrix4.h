@@ -63,7 +63,8 @@ public:
     // Transform of a direction: the upper 3 x 3 part only, no translation, no renormalisation.
     Vector3<T> TransformVector(const Vector3<T>& v) const
     {
-        return {m_[0][0] * v.x + m_[0][1] * v.y + m_[0][2] * v.z, m_[1][0] * v.x + m_[1][1] * v.y + m_[1][2] * v.z,
+        return {m_[0][0] * v.x + m_[0][1] * v.y + m_[0][2] * v.z,
+                m_[1][0] * v.x + m_[1][1] * v.y + m_[1][2] * v.z,
                 m_[2][0] * v.x + m_[2][1] * v.y + m_[2][2] * v.z};
     }
 

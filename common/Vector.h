@@ -42,7 +42,10 @@ struct Vector3
     bool operator>(const Vector3& o) const { return o < *this; }
 
     T dot(const Vector3& o) const { return x * o.x + y * o.y + z * o.z; }
-    Vector3 cross(const Vector3& o) const { return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x}; }
+    Vector3 cross(const Vector3& o) const
+    {
+        return {y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x};
+    }
     T squaredLength() const { return dot(*this); }
     T length() const { return std::sqrt(squaredLength()); }
     T distanceTo(const Vector3& o) const { return (*this - o).length(); }

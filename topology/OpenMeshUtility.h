@@ -6,6 +6,7 @@
 #include "common/RawMaterial.h"
 #include "common/RawMesh.h"
 #include "common/oxmvertex.h"
+#include "topology/OperationControl.h"
 #include "topology/OxmOMTopology.h"
 
 #include <tbb/concurrent_unordered_map.h>
@@ -60,6 +61,9 @@ public:
     // path without extension, an empty file, a file rejected as malformed before it reaches a
     // reader, and a file with NaN or infinite coordinates.
     static Mesh* ReadMesh(const wchar_t* path);
+    // As above; on null, `reason` is one line naming the problem and, where the file is at fault,
+    // its place ("line N" in text formats, "byte N" in binary ones). Empty on success.
+    static Mesh* ReadMesh(const wchar_t* path, std::string& reason);
     // ReadMesh followed by ToModel; empty on failure.
     static std::shared_ptr<Objects::Model> ReadToRawMesh(const wchar_t* path);
     // Writes the mesh (STL and PLY binary, the others as text). An untextured mesh first loses the
@@ -149,6 +153,17 @@ public:
     // LOCKED vertices stay; when any vertex is SELECTED only selected ones move. A negative
     // iteration count runs none. Always true.
     static bool smoothMesh(Mesh& mesh, float tolerance, int iterations);
+
+    // The same four operations under the caller's control (progress, cancel, thread cap). A
+    // cancelled call returns 0 / false and leaves the mesh exactly as it was before the call.
+    static size_t DecimateMesh(Mesh* mesh, size_t collapses, double errorFactor, double maxAngleDeg,
+                               bool lockBoundary, bool garbageCollect, const OperationControl& control);
+    static bool DecimateMesh(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg,
+                             bool garbageCollect, const OperationControl& control);
+    static bool DecimateMeshParallel(Mesh* mesh, float ratio, double errorFactor, double maxAngleDeg,
+                                     bool garbageCollect, bool coarseGrid, bool updateNormals,
+                                     const OperationControl& control);
+    static bool smoothMesh(Mesh& mesh, float tolerance, int iterations, const OperationControl& control);
 
 protected:
     // Seam pass of the parallel decimation: decimates to `targetFaces` with the absolute bound

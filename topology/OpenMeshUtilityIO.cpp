@@ -249,6 +249,13 @@ OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path)
     return mesh.release();
 }
 
+OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path, std::string& reason)
+{
+    Mesh* mesh = ReadMesh(path);
+    reason = mesh ? std::string() : std::string("cannot read the file");
+    return mesh;
+}
+
 std::shared_ptr<Objects::Model> OpenMeshUtility::ReadToRawMesh(const wchar_t* path)
 {
     const std::unique_ptr<Mesh> mesh(ReadMesh(path));

@@ -122,7 +122,6 @@ private:
     }
 
 public:
-
     // "v:tangents", once AddRawMesh has met a raw mesh with tangents.
     OpenMesh::VPropHandleT<OpenMesh::Vec3f> tangentHandle;
     // "v:bitangents", likewise.
