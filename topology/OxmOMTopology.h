@@ -48,6 +48,72 @@ public:
     using Base = OpenMesh::TriMesh_ArrayKernelT<Traits>;
     using HalfedgeHandle = typename Base::HalfedgeHandle;
     using VertexHandle = typename Base::VertexHandle;
+    using EdgeHandle = typename Base::EdgeHandle;
+    using FaceHandle = typename Base::FaceHandle;
+    using Point = typename Base::Point;
+    using Normal = typename Base::Normal;
+
+    // Vertex creation. OpenMesh's vector type leaves a new element uninitialised, so a new
+    // vertex's normal would hold whatever the heap held (and reach written files); every way this
+    // class creates a vertex gives it a zero normal ("no normal"). These hide the kernel's
+    // functions of the same name: they cover calls made through this type (the importer's, the
+    // library's, a caller's), not OpenMesh's own calls from inside its base classes.
+    OpenMesh::SmartVertexHandle new_vertex() { return zeroNormal(Base::new_vertex()); }
+    OpenMesh::SmartVertexHandle new_vertex(const Point& p) { return zeroNormal(Base::new_vertex(p)); }
+    OpenMesh::SmartVertexHandle new_vertex_dirty(const Point& p)
+    {
+        return zeroNormal(Base::new_vertex_dirty(p));
+    }
+    OpenMesh::SmartVertexHandle add_vertex(const Point& p) { return zeroNormal(Base::add_vertex(p)); }
+    OpenMesh::SmartVertexHandle add_vertex_dirty(const Point& p)
+    {
+        return zeroNormal(Base::add_vertex_dirty(p));
+    }
+    OpenMesh::SmartVertexHandle split(EdgeHandle eh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split(eh, vh);
+        return vh;
+    }
+    OpenMesh::SmartVertexHandle split(FaceHandle fh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split(fh, vh);
+        return vh;
+    }
+    using Base::split;
+    OpenMesh::SmartVertexHandle split_copy(EdgeHandle eh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split_copy(eh, vh);
+        return vh;
+    }
+    OpenMesh::SmartVertexHandle split_copy(FaceHandle fh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split_copy(fh, vh);
+        return vh;
+    }
+    using Base::split_copy;
+    HalfedgeHandle vertex_split(Point v0Point, VertexHandle v1, VertexHandle vl, VertexHandle vr)
+    {
+        return Base::vertex_split(add_vertex(v0Point), v1, vl, vr);
+    }
+    using Base::vertex_split;
+    void resize(size_t nVertices, size_t nEdges, size_t nFaces)
+    {
+        const size_t before = this->n_vertices();
+        Base::resize(nVertices, nEdges, nFaces);
+        zeroNormals(before);
+    }
+    // A normal property created anew (after a release) starts at zero for every vertex.
+    void request_vertex_normals()
+    {
+        const bool existed = this->has_vertex_normals();
+        Base::request_vertex_normals();
+        if (!existed)
+            zeroNormals(0);
+    }
 
     // Whether collapsing `v0v1` (moving its from-vertex v0 onto its to-vertex v1) keeps the mesh a
     // valid 2-manifold; the same answer as the kernel's check, which the decimaters call for every
@@ -107,6 +173,20 @@ public:
     }
 
 private:
+    OpenMesh::SmartVertexHandle zeroNormal(OpenMesh::SmartVertexHandle vh)
+    {
+        if (this->has_vertex_normals())
+            this->set_normal(vh, Normal(0, 0, 0));
+        return vh;
+    }
+    void zeroNormals(size_t from)
+    {
+        if (!this->has_vertex_normals())
+            return;
+        for (size_t i = from; i < this->n_vertices(); ++i)
+            this->set_normal(VertexHandle(static_cast<int>(i)), Normal(0, 0, 0));
+    }
+
     // The third vertex of the face of `h` (invalid when `h` is a boundary halfedge). False when
     // that face's other two edges both lie on the boundary: collapsing would leave a dangling face.
     bool sideVertex(HalfedgeHandle h, VertexHandle& side) const

@@ -1,4 +1,4 @@
-#include "topology/MeshFileGuard.h"
+#include "io/MeshFileCheck.h"
 
 #include "support/FileBytes.h"
 #include "support/TestMeshes.h"
@@ -20,7 +20,8 @@
 #include <tuple>
 #include <vector>
 
-using Quelm::Topology::MeshFileGuard;
+using Quelm::IO::detail::checkMeshFile;
+using Quelm::IO::detail::StlMode;
 using Quelm::Topology::OpenMeshUtility;
 
 namespace
@@ -29,7 +30,7 @@ namespace
 bool accepts(const std::string& bytes, const std::string& extension)
 {
     std::istringstream in(bytes);
-    return MeshFileGuard::accepts(in, extension);
+    return checkMeshFile(in, extension).isAccepted;
 }
 
 // Expects every `prefix + row` to be accepted (or refused) as `extension`; a failure names its row.
@@ -159,20 +160,20 @@ const size_t kOmTopology = 16 + 2 + 36 + 2;  // offset of the halfedge records i
 
 }  // namespace
 
-TEST(MeshFileGuard, RefusesUnknownExtensionsAndLeavesTheStreamRewound)
+TEST(MeshFileCheck, RefusesUnknownExtensionsAndLeavesTheStreamRewound)
 {
     std::istringstream in(kObj);
-    EXPECT_FALSE(MeshFileGuard::accepts(in, ".xyz"));
+    EXPECT_FALSE(checkMeshFile(in, ".xyz").isAccepted);
     EXPECT_EQ(in.tellg(), 0);
-    EXPECT_TRUE(MeshFileGuard::accepts(in, ".obj"));
+    EXPECT_TRUE(checkMeshFile(in, ".obj").isAccepted);
     EXPECT_EQ(in.tellg(), 0);
     EXPECT_EQ(in.get(), 'v');
     in.seekg(0);
-    EXPECT_FALSE(MeshFileGuard::accepts(in, ".off"));  // read to the point of refusal, then rewound
+    EXPECT_FALSE(checkMeshFile(in, ".off").isAccepted);  // read to the point of refusal, then rewound
     EXPECT_EQ(in.tellg(), 0);
 }
 
-TEST(MeshFileGuard, AcceptsWhatOpenMeshWritesAndRefusesNoise)
+TEST(MeshFileCheck, AcceptsWhatOpenMeshWritesAndRefusesNoise)
 {
     using Opt = OpenMesh::IO::Options;
     const std::pair<const char*, Opt> formats[] = {
@@ -195,18 +196,18 @@ TEST(MeshFileGuard, AcceptsWhatOpenMeshWritesAndRefusesNoise)
 
 // A trailing comment ends what the reader takes from a vertex line; on a face line it goes on
 // reading corners past the '#', so those are still checked.
-TEST(MeshFileGuardObj, ChecksNumbersCornersAndInlineComments)
+TEST(ObjCheck, ChecksNumbersCornersAndInlineComments)
 {
     // Out-of-range and negative indices are left to the importer, which drops such faces.
     expectAll(true, ".obj",
               {"", "v 1.5e3 -2 +.5\nvt 0.5 1\nvn 0 0 1\n# nan in a comment\n", "v 1e-30 0 0\n",
                polygon("f", 1024, false), "f 1 2 99\nf -1 -2 -3\nf 0 1 2\n", "f 1/1/1 2//1 3/2 +4\n",
-               "v 1 2 3 # comment\n", "vn 0 0 1 #nan\n", "vt 0.5 1 # inf\n", "v 1 2 3 4 5 6 #\n",
-               "f 1 2 3 # back face\n", "f 1 2 3 # see 4\n"},
+               "v 1 2 3 # comment\n", "vn 0 0 1 #nan\n", "vn nan -NaN inf\n", "vn 1e99 0 1\n",
+               "vt 0.5 1 # inf\n", "v 1 2 3 4 5 6 #\n", "f 1 2 3 # back face\n", "f 1 2 3 # see 4\n"},
               kObj + "vt 0 0\n");
     // A corner without its vertex index ("/5") trips an assertion in the reader.
     expectAll(false, ".obj",
-              {"v nan 0 0\n", "v 0 inf 0\n", "v 0 0 1e39\n", "v 0 0 0x1p3\n", "v 0 0\n", "vn 0 0 -nan\n",
+              {"v nan 0 0\n", "v 0 inf 0\n", "v 0 0 1e39\n", "v 0 0 0x1p3\n", "v 0 0\n", "vn 0 x 1\n",
                polygon("f", 1025, false), "f /5 4//4\n", "f /1/1 2 3\n", "f 1 2 /1\n", "f x 1 2\n",
                "f - 1 2\n", "v 1 2 # 3\n", "vt # 1\n", "v 1 2 3#c\n", "f 1 2 3 # /5\n", "f 1 2 3 #x/5\n",
                "f 1 2 # " + polygon("f", 1023, false)},  // 1025 corners
@@ -215,7 +216,7 @@ TEST(MeshFileGuardObj, ChecksNumbersCornersAndInlineComments)
 
 // The reader opens the material library relative to the current directory: names that climb out
 // or are absolute are fine as long as they do not name a device, a pipe or a directory.
-TEST(MeshFileGuardObj, RefusesMaterialLibrariesThatAreNotRegularFiles)
+TEST(ObjCheck, RefusesMaterialLibrariesThatAreNotRegularFiles)
 {
     test::TempDir dir;
     test::writeFile(dir.file("a.mtl"), "newmtl red\nKd 1 0 0\n");
@@ -231,7 +232,7 @@ TEST(MeshFileGuardObj, RefusesMaterialLibrariesThatAreNotRegularFiles)
         EXPECT_FALSE(accepts("mtllib " + bad + "\n" + kObj, ".obj")) << bad;
 }
 
-TEST(MeshFileGuardOff, ChecksHeaderCountsAndFacesAgainstTheBytesLeft)
+TEST(OffCheck, ChecksHeaderCountsAndFacesAgainstTheBytesLeft)
 {
     const std::string triangle = "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n";
     expectAll(true, ".off",
@@ -271,7 +272,7 @@ TEST(MeshFileGuardOff, ChecksHeaderCountsAndFacesAgainstTheBytesLeft)
                triangle + polygon("", 1025, true).substr(1)});
 }
 
-TEST(MeshFileGuardPly, RefusesHeadersTheReaderWouldLoopOnAndCountsTheDataCannotBack)
+TEST(PlyCheck, RefusesHeadersTheReaderWouldLoopOnAndCountsTheDataCannotBack)
 {
     const std::string intCounts = replaced(kPly, "uchar int", "int int");
     expectAll(true, ".ply",
@@ -304,7 +305,7 @@ TEST(MeshFileGuardPly, RefusesHeadersTheReaderWouldLoopOnAndCountsTheDataCannotB
                replaced(intCounts, "3 0 1 2\n", polygon("", 1025, true).substr(1))});
 }
 
-TEST(MeshFileGuardPly, ChecksBinaryLayoutExactly)
+TEST(PlyCheck, ChecksBinaryLayoutExactly)
 {
     using Opt = OpenMesh::IO::Options;
     for (const Opt& options : {Opt(Opt::Binary), Opt(Opt::Binary | Opt::MSB)})
@@ -336,7 +337,7 @@ TEST(MeshFileGuardPly, ChecksBinaryLayoutExactly)
 }
 
 // Binary at exactly 84 + 50 n bytes; else text when it begins with "solid"; else binary.
-TEST(MeshFileGuardStl, TellsBinaryFromTextAndChecksBoth)
+TEST(StlCheck, TellsBinaryFromTextAndChecksBoth)
 {
     const std::vector<float> tri = {0, 0, 0, 1, 0, 0, 0, 1, 0};
     const std::string binary = binaryStl(1, tri).s;
@@ -352,7 +353,7 @@ TEST(MeshFileGuardStl, TellsBinaryFromTextAndChecksBoth)
                kStl.substr(0, kStl.find("vertex 0 1") + 10)});  // cut mid-line
 }
 
-TEST(MeshFileGuardOm, AcceptsConsistentFilesOnly)
+TEST(OmCheck, AcceptsConsistentFilesOnly)
 {
     const std::string triangle = omTriangle().s;
     EXPECT_TRUE(accepts(triangle, ".om"));
@@ -379,7 +380,7 @@ TEST(MeshFileGuardOm, AcceptsConsistentFilesOnly)
     EXPECT_FALSE(accepts(wrongVertex, ".om"));
 }
 
-TEST(MeshFileGuardOm, RefusesChunksTheReaderAssertsOnAndCustomDataItCannotSize)
+TEST(OmCheck, RefusesChunksTheReaderAssertsOnAndCustomDataItCannotSize)
 {
     // A chunk after the triangle: header, data bytes, accepted.
     const std::tuple<uint16_t, size_t, bool, const char*> chunks[] = {
@@ -419,7 +420,7 @@ TEST(MeshFileGuardOm, RefusesChunksTheReaderAssertsOnAndCustomDataItCannotSize)
     }
 }
 
-TEST(MeshFileGuardOm, OldFilesListFacesByVertex)
+TEST(OmCheck, OldFilesListFacesByVertex)
 {
     Bytes b;
     b.raw("OMP").u8(0x11).u32(3).u32(1).u32(0).u16(omChunk(0, 0, true, 2, 0));
@@ -434,6 +435,205 @@ TEST(MeshFileGuardOm, OldFilesListFacesByVertex)
     Bytes faceStatus = ok;
     faceStatus.u16(omChunk(2, 3, false, 0, 0)).u32(0);
     EXPECT_FALSE(accepts(faceStatus.s, ".om"));
+}
+
+namespace
+{
+
+std::string plyWith(const std::string& properties, const std::string& record, const char* format = "ascii")
+{
+    return std::string("ply\nformat ") + format + " 1.0\nelement vertex 1\n" + properties + "end_header\n" +
+           record;
+}
+
+struct ReasonCase
+{
+    const char* extension;
+    std::string bytes;
+    const char* place;  // "line N", "byte N", or "" when no place applies
+    const char* gist;   // a part of the text after the place
+};
+
+std::vector<ReasonCase> reasonCases()
+{
+    const std::string triangle = "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n";
+    Bytes om = omTriangle();
+    std::string brokenOm = om.s;
+    brokenOm[kOmTopology] = 100;
+    Bytes stringChunk = omTriangle();
+    stringChunk.u16(omChunk(0, 6, false, 0, 0, true)).u8(1).raw("q").u8(11).raw("std::string").u32(0);
+    const std::string binaryPlyHeader =
+        "ply\nformat binary_little_endian 1.0\nelement vertex 1\nproperty float x\n"
+        "property float y\nproperty float z\nelement face 1\n"
+        "property list int int vertex_indices\nend_header\n";  // 167 bytes
+    const std::string uchar = "property uchar red\n";
+    return {
+        {".xyz", kObj, "", "unknown extension '.xyz'"},
+        // OBJ: 8 lines of kObj, then the faulty line
+        {".obj", kObj + "v 1 x 3\n", "line 9", "'x' is not a number"},
+        {".obj", kObj + "v nan 0 0\n", "line 9", "'nan' is not a finite number"},
+        {".obj", kObj + "v 0 0 1e39\n", "line 9", "'1e39' is too large for a float"},
+        {".obj", kObj + "v 0 0\n", "line 9", "a vertex needs 3 numbers, found 2"},
+        {".obj", kObj + "vn 0 1\n", "line 9", "a normal needs 3 numbers, found 2"},
+        {".obj", kObj + "vn 0 x 1\n", "line 9", "'x' is not a number"},
+        {".obj", kObj + "vt # 1\n", "line 9", "a texture coordinate needs a number"},
+        {".obj", kObj + "f /5 4//4\n", "line 9", "face corner '/5' does not start with a vertex index"},
+        {".obj", kObj + polygon("f", 1025, false), "line 9", "a face of more than 1024 corners"},
+        {".obj", "# x\nmtllib /dev/zero\n" + kObj, "line 2",
+         "material library '/dev/zero' is not a regular file"},
+        // OFF: header, counts, 4 vertex lines (3-6), 4 face lines (7-10)
+        {".off", replaced(kOff, "OFF", "OFF BINARY"), "line 1", "'OFF BINARY' is not a text OFF header"},
+        {".off", "OFF\n", "line 1", "the file ends before the counts line"},
+        {".off", replaced(kOff, "4 4 0", "4 4"), "line 2", "needs three counts"},
+        {".off", replaced(kOff, "4 4 0", "4 4 0 0"), "line 2", "more than three counts"},
+        {".off", "OFF\n3 4000000000 0\n0 0 0\n", "line 2",
+         "announces 3 vertices and 4000000000 faces, more than"},
+        {".off", "OFF\n4 1 0\n0 0 0\n1 0 0\n" + std::string(40, '\n'), "line 44",
+         "the header announces 4 vertices, the file ends after 2"},
+        {".off", replaced(kOff, "0 0 1\n", "0 nan 1\n"), "line 6", "'nan' is not a finite number"},
+        {".off", replaced(kOff, "0 0 1\n", "0 1\n"), "line 6", "a vertex needs 3 numbers, found 2"},
+        {".off", replaced(kOff, "3 2 0 3", "4000000000 2 0 3"), "line 10", "a face of 4000000000 corners"},
+        {".off", replaced(kOff, "3 2 0 3", "3 2 0"), "line 10",
+         "the face announces 3 corners, the line holds 2"},
+        {".off", replaced(kOff, "3 2 0 3", "3 2 0 -3"), "line 10",
+         "face corner '-3' would be read as a negative"},
+        {".off", replaced(kOff, "3 2 0 3", "3 x 0 1"), "line 10", "face corner 'x' is not an index"},
+        {".off", replaced(kOff, "3 2 0 3\n", "\n\n\n\n\n\n\n\n\n"), "line 18",
+         "the header announces 4 faces, the file ends after 3"},
+        {".off", triangle + "3 0 1 2\n-7\n", "line 7", "'-7' would be read as a negative"},
+        // PLY: header lines 1-9 (kPlyHeader), then vertices 10-12 and the face 13
+        {".ply", replaced(kPly, "ply\n", "PLY\n"), "line 1", "not a PLY file"},
+        {".ply", replaced(kPly, "format ascii 1.0", "format ascii 2.0"), "line 2",
+         "is not a PLY format line"},
+        {".ply", replaced(kPly, "format ascii 1.0", "format binary 1.0"), "line 2",
+         "unknown PLY format 'binary'"},
+        {".ply", replaced(kPly, "end_header", "foo bar\nend_header"), "line 9",
+         "unknown header line 'foo bar'"},
+        {".ply", replaced(kPly, "property float z", "property float128 z"), "line 6",
+         "unknown property type 'float128'"},
+        {".ply", replaced(kPly, "uchar int", "uint int"), "line 8", "list count type 'uint' is not one of"},
+        {".ply", replaced(kPly, "vertex 3", "vertex -3"), "line 3", "element count '-3' is not a count"},
+        {".ply", kPlyHeader.substr(0, kPlyHeader.size() - 11), "line 8", "the header does not end"},
+        {".ply", replaced(kPly, "vertex 3", "vertex 4000000000"), "line 3",
+         "element 'vertex' announces 4000000000 records"},
+        {".ply", replaced(kPly, "end_header", "element empty 1000\nend_header"), "line 9",
+         "element 'empty' is counted but has no properties"},
+        {".ply", replaced(kPly, "1 0 0", "nan inf 0"), "line 11", "'nan' is not a finite number (float)"},
+        {".ply", replaced(kPly, "3 0 1 2", "3 0 1.5 2"), "line 13", "'1.5' is not an integer (int)"},
+        {".ply", replaced(kPly, "3 0 1 2\n", std::string(9, '\n')), "line 21",
+         "the header announces 1 face records, the file ends after 0"},
+        {".ply", plyWith(uchar, "4555555555555555555555555555555\n"), "line 6",
+         "'4555555555555555555555555555555' does not fit its type (uchar)"},
+        {".ply", replaced(kPly, "3 0 1 2", "256 0 1 2"), "line 13", "'256' does not fit its type (uchar)"},
+        {".ply", replaced(replaced(kPly, "uchar int", "int int"), "3 0 1 2", "-3 0 1 2"), "line 13",
+         "list length '-3' is negative"},
+        {".ply",
+         replaced(replaced(kPly, "uchar int", "int int"), "3 0 1 2\n", polygon("", 1025, true).substr(1)),
+         "line 13", "a list of 1025 entries (at most 1024)"},
+        {".ply", replaced(kPly, "3 0 1 2", "3 0 1 2147483648"), "line 13",
+         "'2147483648' does not fit its type (int)"},
+        {".ply", Bytes().raw(binaryPlyHeader).f32(0).f32(kNaN).f32(0).u32(3).u32(0).u32(0).u32(0).s,
+         "byte 171", "vertex 0: a position that is not a finite number"},
+        {".ply", Bytes().raw(binaryPlyHeader).f32(0).f32(0).f32(0).u32(0xffffffffu).s, "byte 179",
+         "face 0: a list length that is negative"},
+        {".ply", Bytes().raw(binaryPlyHeader).f32(0).f32(0).f32(0).u32(3).u32(0).s, "byte 179",
+         "the header announces 1 face records, the file ends after 0"},
+        // STL: binary facets from byte 84, corners from byte 12 of a facet
+        {".stl", binaryStl(1, {0, 0, 0, kNaN, 0, 0, 0, 1, 0}).s, "byte 108",
+         "a corner of facet 0 is not a finite number"},
+        {".stl", binaryStl(4000000000u, {0, 0, 0, 1, 0, 0, 0, 1, 0}).s, "byte 80",
+         "announces 4000000000 facets, more than the file's 134 bytes"},
+        {".stl", std::string(83, '\0'), "byte 83", "not a text STL file"},
+        {".stl", replaced(kStl, "vertex 1 0 0", "vertex 1 nan 0"), "line 5", "'nan' is not a finite number"},
+        {".stl", replaced(kStl, "vertex 1 0 0", "vertex 1 0"), "line 5", "'vertex' needs 3 numbers, found 2"},
+        {".stl", replaced(kStl, "normal 0 0 1", "normal 0 0"), "line 2",
+         "'facet normal' needs 3 numbers, found 2"},
+        // OM: a 16-byte header, then chunks
+        {".om", "MO" + om.s.substr(2), "byte 0", "not an OM file"},
+        {".om", replaced(om.s, "OMT", "OMX"), "byte 2", "unknown mesh kind"},
+        {".om", omTriangle(0x43).s, "byte 3", "version 2.3 is newer than 2.2"},
+        {".om", "OMT", "byte 3", "the file ends inside the 16-byte header"},
+        {".om", omStart(1, 0, 0, omChunk(0, 0, true, 2, 0)).f32(0).f32(kNaN).f32(0).s, "byte 22",
+         "vertex 0 has a position that is not finite"},
+        {".om", brokenOm, "byte 54", "halfedge 0: an index out of range"},
+        {".om", omTriangle().u16(omChunk(5, 0, true, 2, 0)).s, "byte 82", "a chunk of unknown entity 5"},
+        {".om", omTriangle().u16(omChunk(0, 0, true, 2, 0)).raw(std::string(36, '\0')).s, "byte 82",
+         "a second position chunk"},
+        {".om", omTriangle().u16(omChunk(0, 1, true, 2, 0)).raw(std::string(35, '\0')).s, "byte 82",
+         "the file ends inside this chunk"},
+        {".om", stringChunk.s, "byte 82", "a custom chunk of type 'std::string'"},
+    };
+}
+
+}  // namespace
+
+// Every class of malformed file the check knows is refused with one line naming the place where
+// the file is at fault and what is wrong there.
+TEST(MeshFileCheck, GivesAReasonWithItsPlaceForEveryClassOfFault)
+{
+    for (const ReasonCase& c : reasonCases())
+    {
+        std::istringstream in(c.bytes);
+        const auto check = checkMeshFile(in, c.extension);
+        const std::string prefix = *c.place ? std::string(c.place) + ": " : std::string();
+        EXPECT_FALSE(check.isAccepted) << c.extension << " " << c.gist;
+        EXPECT_EQ(check.reason.compare(0, prefix.size(), prefix), 0) << c.gist << "\n  got: " << check.reason;
+        EXPECT_NE(check.reason.find(c.gist), std::string::npos) << c.gist << "\n  got: " << check.reason;
+        EXPECT_EQ(check.reason.find('\n'), std::string::npos) << check.reason;
+    }
+    std::istringstream good(kObj);
+    EXPECT_EQ(checkMeshFile(good, ".obj").reason, "");
+}
+
+// A text integer must fit the type its property declares, at both ends of every width; OpenMesh's
+// reader otherwise fails the extraction and goes on with an uninitialised value.
+TEST(PlyCheck, RefusesTextIntegersOutsideTheirDeclaredType)
+{
+    const std::tuple<const char*, const char*, const char*, const char*, const char*> ranges[] = {
+        {"char", "-129", "-128", "127", "128"},
+        {"int8", "-129", "-128", "127", "128"},
+        {"uchar", "-1", "0", "255", "256"},
+        {"uint8", "-1", "0", "255", "256"},
+        {"short", "-32769", "-32768", "32767", "32768"},
+        {"ushort", "-1", "0", "65535", "65536"},
+        {"uint16", "-1", "0", "65535", "65536"},
+        {"int", "-2147483649", "-2147483648", "2147483647", "2147483648"},
+        {"int32", "-2147483649", "-2147483648", "2147483647", "2147483648"},
+        {"uint", "-1", "0", "4294967295", "4294967296"},
+        {"uint32", "-1", "-0", "4294967295", "99999999999999999999999"},
+    };
+    for (const auto& [type, below, min, max, above] : ranges)
+    {
+        const std::string property = std::string("property ") + type + " q\n";
+        for (const char* fits : {min, max})
+            EXPECT_TRUE(accepts(plyWith(property, std::string(fits) + "\n"), ".ply")) << type << " " << fits;
+        for (const char* overflows : {below, above})
+            EXPECT_FALSE(accepts(plyWith(property, std::string(overflows) + "\n"), ".ply"))
+                << type << " " << overflows;
+    }
+    // List counts fit their count type too, and list items theirs.
+    const std::string list = "element face 1\nproperty list uchar int vertex_indices\n";
+    const std::string vertex = "property float x\nproperty float y\nproperty float z\n";
+    EXPECT_FALSE(accepts(plyWith(vertex + list, "0 0 0\n300 0 0 0\n"), ".ply"));
+    EXPECT_FALSE(accepts(plyWith(vertex + list, "0 0 0\n3 0 0 -2147483649\n"), ".ply"));
+    EXPECT_TRUE(accepts(plyWith(vertex + list, "0 0 0\n3 0 0 -2147483648\n"), ".ply"));
+}
+
+// The STL mode the check decides is the one the reader is given.
+TEST(StlCheck, ReportsTheModeItChecked)
+{
+    const std::vector<float> tri = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+    const std::tuple<std::string, StlMode> rows[] = {
+        {binaryStl(1, tri).s, StlMode::Binary},
+        {binaryStl(1, tri).s + "tail", StlMode::Binary},
+        {"solid" + binaryStl(1, tri).s.substr(5), StlMode::Binary},  // exact size wins over "solid"
+        {kStl, StlMode::Text},
+        {" \n SoLiD x\nendsolid\n", StlMode::Text}};
+    for (const auto& [bytes, mode] : rows)
+    {
+        std::istringstream in(bytes);
+        EXPECT_EQ(checkMeshFile(in, ".stl").stlMode, mode) << bytes.substr(0, 10);
+    }
 }
 
 namespace
