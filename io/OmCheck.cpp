@@ -409,8 +409,8 @@ private:
         auto next = [&](int64_t h) { return he[3 * h]; };
         auto toVertex = [&](int64_t h) { return he[3 * h + 1]; };
         auto face = [&](int64_t h) { return he[3 * h + 2]; };
-        auto broken = [&](uint64_t chunk, const char* entity, int64_t element, const char* what)
-        { return fault_.atByte(chunk, std::string(entity) + " " + std::to_string(element) + ": " + what); };
+        auto broken = [&](uint64_t chunkAt, const char* entity, int64_t element, const char* what)
+        { return fault_.atByte(chunkAt, std::string(entity) + " " + std::to_string(element) + ": " + what); };
         std::vector<uint8_t> seenAsNext(static_cast<size_t>(nHalfedges), 0);
         std::vector<uint8_t> faceCorners(static_cast<size_t>(nFaces), 0);
         std::vector<uint8_t> hasOutgoing(static_cast<size_t>(nVertices), 0);

@@ -142,4 +142,10 @@ TEST(ObjFileRead, MaterialLibrariesThatAreNotRegularFilesAreWarnings)
     std::string error;
     EXPECT_FALSE(ObjFile::Read(dir.file("pipe.mtl"), mesh, &error));  // nor is the OBJ itself read from one
     EXPECT_NE(error.find("is not a regular file"), std::string::npos) << error;
+    // names outside ASCII are bytes to the reader, in the OBJ's name and in the library's
+    test::writeFile(dir.file("\xce\xbb\xce\xb9.mtl"), "newmtl a\nmap_Kd t.png\n");
+    test::writeFile(dir.file("caf\xc3\xa9.obj"), "mtllib \xce\xbb\xce\xb9.mtl\nv 0 0 0\nusemtl a\n");
+    ASSERT_TRUE(ObjFile::Read(dir.file("caf\xc3\xa9.obj"), mesh, &error)) << error;
+    ASSERT_EQ(mesh.materials.size(), 1u);
+    EXPECT_TRUE(mesh.materials[0].defined);
 }

@@ -118,10 +118,10 @@ TEST(OxmOMTopologyCollapse, AgreesWithTheKernelThroughRandomCollapsesOfATerrainW
     }
 }
 
-// OpenMesh leaves the normal of a new element uninitialised. The mesh's arrays are first filled
-// with a marker and cleared keeping their memory, so a path that forgot to zero would show the
-// marker rather than a lucky zero.
-TEST(OxmOMTopology, EveryNewVertexHasAZeroNormal)
+// OpenMesh leaves the normal and texture coordinate of a new element uninitialised. The mesh's
+// arrays are first filled with a marker and cleared keeping their memory, so a path that forgot
+// to zero would show the marker rather than a lucky zero.
+TEST(OxmOMTopology, EveryNewVertexHasZeroNormalAndTextureCoordinate)
 {
     using Mesh = Quelm::Topology::TopologyMesh;
     const Mesh::Point p(1, 2, 3);
@@ -142,6 +142,12 @@ TEST(OxmOMTopology, EveryNewVertexHasAZeroNormal)
              m.release_vertex_normals();
              m.request_vertex_normals();
          }},
+        {"texture coordinates released and requested again",
+         [&](Mesh& m)
+         {
+             m.release_vertex_texcoords2D();
+             m.request_vertex_texcoords2D();
+         }},
         {"copy",
          [&](Mesh& m)
          {
@@ -152,15 +158,23 @@ TEST(OxmOMTopology, EveryNewVertexHasAZeroNormal)
     for (const auto& [what, makeVertex] : ways)
     {
         Mesh mesh;
+        mesh.request_vertex_texcoords2D();
         for (int i = 0; i < 64; ++i)
-            mesh.set_normal(mesh.add_vertex(p), Mesh::Normal(7, 7, 7));
+        {
+            const auto vh = mesh.add_vertex(p);
+            mesh.set_normal(vh, Mesh::Normal(7, 7, 7));
+            mesh.set_texcoord2D(vh, Mesh::TexCoord2D(7, 7));
+        }
         mesh.clean_keep_reservation();  // the marker stays in the reserved memory
         const auto a = mesh.add_vertex({0, 0, 0}), b = mesh.add_vertex({1, 0, 0}),
                    c = mesh.add_vertex({0, 1, 0});
         mesh.add_face(a, b, c);
         makeVertex(mesh);
-        ASSERT_TRUE(mesh.has_vertex_normals()) << what;
+        ASSERT_TRUE(mesh.has_vertex_normals() && mesh.has_vertex_texcoords2D()) << what;
         for (auto vh : mesh.vertices())
+        {
             EXPECT_EQ(mesh.normal(vh), Mesh::Normal(0, 0, 0)) << what << ": vertex " << vh.idx();
+            EXPECT_EQ(mesh.texcoord2D(vh), Mesh::TexCoord2D(0, 0)) << what << ": vertex " << vh.idx();
+        }
     }
 }

@@ -17,13 +17,13 @@
 #include <OpenMesh/Core/IO/writer/PLYWriter.hh>
 #include <OpenMesh/Core/IO/writer/STLWriter.hh>
 
-#include <algorithm>
-#include <cctype>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
+#include <istream>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <streambuf>
 
 namespace Quelm::Topology
 {

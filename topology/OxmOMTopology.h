@@ -53,21 +53,22 @@ public:
     using Point = typename Base::Point;
     using Normal = typename Base::Normal;
 
-    // Vertex creation. OpenMesh's vector type leaves a new element uninitialised, so a new
-    // vertex's normal would hold whatever the heap held (and reach written files); every way this
-    // class creates a vertex gives it a zero normal ("no normal"). These hide the kernel's
-    // functions of the same name: they cover calls made through this type (the importer's, the
-    // library's, a caller's), not OpenMesh's own calls from inside its base classes.
-    OpenMesh::SmartVertexHandle new_vertex() { return zeroNormal(Base::new_vertex()); }
-    OpenMesh::SmartVertexHandle new_vertex(const Point& p) { return zeroNormal(Base::new_vertex(p)); }
+    // Vertex creation. OpenMesh's vector types leave a new element uninitialised, so a new
+    // vertex's normal, texture coordinate or colour would hold whatever the heap held (and reach
+    // written files); every way this class creates a vertex or one of those properties sets them
+    // to zero ("none"). These hide the kernel's functions of the same name: they cover calls made
+    // through this type (the importer's, the library's, a caller's), not OpenMesh's own calls from
+    // inside its base classes.
+    OpenMesh::SmartVertexHandle new_vertex() { return withZeroAttributes(Base::new_vertex()); }
+    OpenMesh::SmartVertexHandle new_vertex(const Point& p) { return withZeroAttributes(Base::new_vertex(p)); }
     OpenMesh::SmartVertexHandle new_vertex_dirty(const Point& p)
     {
-        return zeroNormal(Base::new_vertex_dirty(p));
+        return withZeroAttributes(Base::new_vertex_dirty(p));
     }
-    OpenMesh::SmartVertexHandle add_vertex(const Point& p) { return zeroNormal(Base::add_vertex(p)); }
+    OpenMesh::SmartVertexHandle add_vertex(const Point& p) { return withZeroAttributes(Base::add_vertex(p)); }
     OpenMesh::SmartVertexHandle add_vertex_dirty(const Point& p)
     {
-        return zeroNormal(Base::add_vertex_dirty(p));
+        return withZeroAttributes(Base::add_vertex_dirty(p));
     }
     OpenMesh::SmartVertexHandle split(EdgeHandle eh, const Point& p)
     {
@@ -104,15 +105,30 @@ public:
     {
         const size_t before = this->n_vertices();
         Base::resize(nVertices, nEdges, nFaces);
-        zeroNormals(before);
+        zeroAttributes(before);
     }
-    // A normal property created anew (after a release) starts at zero for every vertex.
+    // A property created anew (first requested, or again after a release) starts at zero for
+    // every vertex.
     void request_vertex_normals()
     {
         const bool existed = this->has_vertex_normals();
         Base::request_vertex_normals();
         if (!existed)
-            zeroNormals(0);
+            zeroAttributes(0);
+    }
+    void request_vertex_texcoords2D()
+    {
+        const bool existed = this->has_vertex_texcoords2D();
+        Base::request_vertex_texcoords2D();
+        if (!existed)
+            zeroAttributes(0);
+    }
+    void request_vertex_colors()
+    {
+        const bool existed = this->has_vertex_colors();
+        Base::request_vertex_colors();
+        if (!existed)
+            zeroAttributes(0);
     }
 
     // Whether collapsing `v0v1` (moving its from-vertex v0 onto its to-vertex v1) keeps the mesh a
@@ -173,18 +189,24 @@ public:
     }
 
 private:
-    OpenMesh::SmartVertexHandle zeroNormal(OpenMesh::SmartVertexHandle vh)
+    OpenMesh::SmartVertexHandle withZeroAttributes(OpenMesh::SmartVertexHandle vh)
     {
-        if (this->has_vertex_normals())
-            this->set_normal(vh, Normal(0, 0, 0));
+        zeroAttributes(static_cast<size_t>(vh.idx()));
         return vh;
     }
-    void zeroNormals(size_t from)
+    // Normals, texture coordinates and colours of the vertices from `from` on, where they exist.
+    void zeroAttributes(size_t from)
     {
-        if (!this->has_vertex_normals())
-            return;
-        for (size_t i = from; i < this->n_vertices(); ++i)
-            this->set_normal(VertexHandle(static_cast<int>(i)), Normal(0, 0, 0));
+        const size_t n = this->n_vertices();
+        if (this->has_vertex_normals())
+            for (size_t i = from; i < n; ++i)
+                this->set_normal(VertexHandle(static_cast<int>(i)), Normal(0, 0, 0));
+        if (this->has_vertex_texcoords2D())
+            for (size_t i = from; i < n; ++i)
+                this->set_texcoord2D(VertexHandle(static_cast<int>(i)), typename Base::TexCoord2D(0, 0));
+        if (this->has_vertex_colors())
+            for (size_t i = from; i < n; ++i)
+                this->set_color(VertexHandle(static_cast<int>(i)), typename Base::Color(0, 0, 0));
     }
 
     // The third vertex of the face of `h` (invalid when `h` is a boundary halfedge). False when
