@@ -48,7 +48,10 @@ public:
     }
     // Bytes available at data() without reading more.
     size_t buffered() const { return buffer_.size() - pos_; }
-    const unsigned char* data() const { return reinterpret_cast<const unsigned char*>(buffer_.data()) + pos_; }
+    const unsigned char* data() const
+    {
+        return reinterpret_cast<const unsigned char*>(buffer_.data()) + pos_;
+    }
     void consume(size_t n) { pos_ += n; }
 
     bool skip(uint64_t n)
@@ -143,8 +146,14 @@ private:
 class Fault
 {
 public:
-    bool atLine(uint64_t line, std::string_view what) { return set("line " + std::to_string(line) + ": ", what); }
-    bool atByte(uint64_t byte, std::string_view what) { return set("byte " + std::to_string(byte) + ": ", what); }
+    bool atLine(uint64_t line, std::string_view what)
+    {
+        return set("line " + std::to_string(line) + ": ", what);
+    }
+    bool atByte(uint64_t byte, std::string_view what)
+    {
+        return set("byte " + std::to_string(byte) + ": ", what);
+    }
     bool general(std::string_view what) { return set(std::string(), what); }
 
     bool empty() const { return reason_.empty(); }

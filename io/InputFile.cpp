@@ -1,9 +1,8 @@
 #include "io/InputFile.h"
 
-#include <ext/stdio_filebuf.h>
-
 #include <cerrno>
 #include <cstring>
+#include <ext/stdio_filebuf.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -120,7 +119,7 @@ std::unique_ptr<std::streambuf> InputFile::releaseAsStreamBuf()
     // libstdc++'s file buffer over a descriptor: seekable, and it closes the descriptor when
     // destroyed
     auto buffer = std::make_unique<__gnu_cxx::stdio_filebuf<char>>(fd_, std::ios::in | std::ios::binary,
-                                                                    kStreamBufferBytes);
+                                                                   kStreamBufferBytes);
     fd_ = -1;
     size_ = 0;
     return buffer;

@@ -81,9 +81,11 @@ bool checkFace(std::string_view rest, uint64_t lineNumber, Fault& fault)
         if (inComment && !isObjCorner(token) && token.find('/') == std::string_view::npos)
             continue;
         if (!isObjCorner(token))
-            return fault.atLine(lineNumber, "face corner " + quoted(token) + " does not start with a vertex index");
+            return fault.atLine(lineNumber,
+                                "face corner " + quoted(token) + " does not start with a vertex index");
         if (corners++ >= kMaxFaceCorners)
-            return fault.atLine(lineNumber, "a face of more than " + std::to_string(kMaxFaceCorners) + " corners");
+            return fault.atLine(lineNumber,
+                                "a face of more than " + std::to_string(kMaxFaceCorners) + " corners");
     }
     return true;
 }

@@ -18,12 +18,12 @@ constexpr uint64_t kMaxFaceCorners = 1024;
 enum class ObjLineKind
 {
     Blank,
-    Position,  // v
-    Normal,    // vn
-    TexCoord,  // vt
-    Face,      // f
+    Position,         // v
+    Normal,           // vn
+    TexCoord,         // vt
+    Face,             // f
     MaterialLibrary,  // mtllib
-    Other,     // anything else: comments, groups, usemtl, ...
+    Other,            // anything else: comments, groups, usemtl, ...
 };
 
 // The kind of `line` by its first token; `rest` gets what follows that token.

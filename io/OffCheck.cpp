@@ -79,8 +79,9 @@ bool checkOff(ByteSource& src, Fault& fault)
         magic.remove_prefix(1);
     }
     if (magic != "OFF")
-        return fault.atLine(src.lineNumber(), quoted(trim(line)) +
-                                                  " is not a text OFF header ([ST][C][N]OFF on a line of its own)");
+        return fault.atLine(src.lineNumber(),
+                            quoted(trim(line)) +
+                                " is not a text OFF header ([ST][C][N]OFF on a line of its own)");
 
     if (!contentLine(src, line))
         return fault.atLine(src.lineNumber(), "the file ends before the counts line");
@@ -89,8 +90,10 @@ bool checkOff(ByteSource& src, Fault& fault)
     uint64_t counts[3];
     for (int i = 0; i < 3; ++i)
         if (!countTokens.next(t[i]) || !parseUnsigned(t[i], counts[i]) || counts[i] > UINT32_MAX)
-            return fault.atLine(src.lineNumber(), "the counts line needs three counts (vertices, faces, edges) "
-                                                  "below 2^32, found " + quoted(trim(line)));
+            return fault.atLine(src.lineNumber(),
+                                "the counts line needs three counts (vertices, faces, edges) "
+                                "below 2^32, found " +
+                                    quoted(trim(line)));
     std::string_view extra;
     if (countTokens.next(extra))
         return fault.atLine(src.lineNumber(), "the counts line holds more than three counts");
@@ -124,8 +127,8 @@ bool checkOff(ByteSource& src, Fault& fault)
     // integer, as a count no larger than the vertex count or the corner limit: no negative and no
     // overflowing integer part anywhere in the face section.
     const uint64_t countLimit = std::max<uint64_t>(vertexCount, kMaxFaceCorners);
-    const std::string tooLarge = " would be read as a negative index or a corner count above " +
-                                 std::to_string(countLimit);
+    const std::string tooLarge =
+        " would be read as a negative index or a corner count above " + std::to_string(countLimit);
     uint64_t facesSeen = 0;
     while (contentLine(src, line))
     {
@@ -136,7 +139,8 @@ bool checkOff(ByteSource& src, Fault& fault)
             uint64_t corners = 0;
             tokens.next(token);
             if (!parseUnsigned(token, corners))
-                return fault.atLine(src.lineNumber(), "face corner count " + quoted(token) + " is not a count");
+                return fault.atLine(src.lineNumber(),
+                                    "face corner count " + quoted(token) + " is not a count");
             if (corners > kMaxFaceCorners)
                 return fault.atLine(src.lineNumber(), "a face of " + std::to_string(corners) +
                                                           " corners (at most " +
@@ -147,7 +151,8 @@ bool checkOff(ByteSource& src, Fault& fault)
                     return fault.atLine(src.lineNumber(), "the face announces " + plural(corners, "corner") +
                                                               ", the line holds " + std::to_string(c));
                 if (!isInteger(token))
-                    return fault.atLine(src.lineNumber(), "face corner " + quoted(token) + " is not an index");
+                    return fault.atLine(src.lineNumber(),
+                                        "face corner " + quoted(token) + " is not an index");
                 if (!readsAsSmallCount(token, countLimit))
                     return fault.atLine(src.lineNumber(), "face corner " + quoted(token) + tooLarge);
             }

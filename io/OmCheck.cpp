@@ -235,7 +235,8 @@ private:
             for (uint64_t k = 0; k < batch; ++k)
                 if (!isFiniteBinary(p + k * scalarBytes, static_cast<size_t>(scalarBytes), false))
                     return fault_.atByte(src_.offset() + k * scalarBytes,
-                                         "vertex " + std::to_string((i + k) / 3) + " has a position that is not finite");
+                                         "vertex " + std::to_string((i + k) / 3) +
+                                             " has a position that is not finite");
             src_.consume(static_cast<size_t>(batch * scalarBytes));
             i += batch;
         }
@@ -272,7 +273,8 @@ private:
                 return cutShort();
             // Strings and vectors restore with lengths taken from the data, one allocation each.
             if (typeName.find("std::") != std::string::npos || typeName.find("bool") != std::string::npos)
-                return refuse("a custom chunk of type " + quoted(typeName) + ", which sizes itself from its data");
+                return refuse("a custom chunk of type " + quoted(typeName) +
+                              ", which sizes itself from its data");
         }
         unsigned char size[4];
         if (!src_.read(size, 4))
@@ -349,7 +351,8 @@ private:
         if (c.entity == kVertex)
         {
             if (!seenPositions_ || seenVertexHalfedges_)
-                return refuse(seenPositions_ ? "a second vertex halfedge chunk" : "vertex halfedges before positions");
+                return refuse(seenPositions_ ? "a second vertex halfedge chunk"
+                                             : "vertex halfedges before positions");
             seenVertexHalfedges_ = true;
             vertexChunk_ = chunkStart_;
             return readIndices(c.bits, nVertices_, vertexHalfedge_);
@@ -382,8 +385,8 @@ private:
                     return cutShort();
                 corners = raw[0] | raw[1] << 8;
                 if (corners > kMaxFaceCorners)
-                    return fault_.atByte(src_.offset() - 2, "a face of " + std::to_string(corners) +
-                                                                " corners (at most 1024)");
+                    return fault_.atByte(src_.offset() - 2,
+                                         "a face of " + std::to_string(corners) + " corners (at most 1024)");
             }
             if (!src_.skip(corners << c.bits))
                 return cutShort();
@@ -426,7 +429,8 @@ private:
             if (seenAsNext[static_cast<size_t>(n)]++)
                 return broken(halfedgeChunk_, "halfedge", h, "the successor of two halfedges");
             if (toVertex(n ^ 1) != v || face(n) != f)
-                return broken(halfedgeChunk_, "halfedge", h, "a successor that does not continue it in its face");
+                return broken(halfedgeChunk_, "halfedge", h,
+                              "a successor that does not continue it in its face");
             if (toVertex(h ^ 1) == v)
                 return broken(halfedgeChunk_, "halfedge", h, "an edge from a vertex to itself");
             if (f >= 0 && ++faceCorners[static_cast<size_t>(f)] > 3)

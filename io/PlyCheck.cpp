@@ -53,7 +53,8 @@ bool checkPlyBinary(ByteSource& src, const PlyHeader& header, Fault& fault)
             {
                 if (!src.ensure(want))
                     return fault.atByte(src.offset(), ends(element, i));
-                const PlyBinaryRecord record = checkPlyBinaryRecord(src.data(), src.buffered(), element, bigEndian);
+                const PlyBinaryRecord record =
+                    checkPlyBinaryRecord(src.data(), src.buffered(), element, bigEndian);
                 if (record.status == PlyBinaryRecord::Ok)
                 {
                     src.consume(record.bytes);
@@ -71,32 +72,42 @@ bool checkPlyBinary(ByteSource& src, const PlyHeader& header, Fault& fault)
 
 }  // namespace
 
-const char* plyTextValueFault(std::string_view token, const PlyType& type)
+const char* plyTextValueFault(std::string_view token, const PlyType& type, int64_t& integer)
 {
     if (type.isFloat)
     {
         if (isFiniteNumber(token))
             return nullptr;
         double value = 0;
-        return isNonFiniteWord(token)        ? "is not a finite number"
-               : parseNumber(token, value)   ? "is too large for a float"
-                                             : "is not a number";
+        return isNonFiniteWord(token)      ? "is not a finite number"
+               : parseNumber(token, value) ? "is too large for a float"
+                                           : "is not a number";
     }
-    if (!isInteger(token))
+    switch (fitInteger(token, type.min, type.max, integer))
+    {
+    case IntegerFit::Fits:
+        return nullptr;
+    case IntegerFit::NotInteger:
         return "is not an integer";
-    return integerFits(token, type.min, type.max) ? nullptr : "does not fit its type";
+    default:
+        return "does not fit its type";
+    }
 }
 
 bool checkPlyTextRecord(PlyTextTokens& values, const PlyElement& element, uint64_t index, Fault& fault)
 {
     std::string_view token;
+    int64_t integer = 0;
     auto value = [&](const PlyType& type)
     {
         if (!values.next(token))
             return fault.atLine(values.lineNumber(), ends(element, index));
-        if (const char* why = plyTextValueFault(token, type))
-            return fault.atLine(values.lineNumber(), quoted(token) + " " + why + " (" + type.name + ")");
-        return true;
+        // fast path: the test the reason below would make, without building it
+        if (type.isFloat ? isFiniteNumber(token)
+                         : fitInteger(token, type.min, type.max, integer) == IntegerFit::Fits)
+            return true;
+        const char* why = plyTextValueFault(token, type, integer);
+        return fault.atLine(values.lineNumber(), quoted(token) + " " + why + " (" + type.name + ")");
     };
     for (const PlyProperty& p : element.properties)
     {
@@ -108,13 +119,12 @@ bool checkPlyTextRecord(PlyTextTokens& values, const PlyElement& element, uint64
         }
         if (!value(*p.countType))
             return false;
-        uint64_t length = 0;
-        bool negative = false;
-        parseInteger(token, length, negative);
-        if (negative && length != 0)
+        if (integer < 0)
             return fault.atLine(values.lineNumber(), "list length " + quoted(token) + " is negative");
+        const auto length = static_cast<uint64_t>(integer);
         if (length > element.maxListLength)
-            return fault.atLine(values.lineNumber(), "a list of " + std::to_string(length) + " entries (at most " +
+            return fault.atLine(values.lineNumber(), "a list of " + std::to_string(length) +
+                                                         " entries (at most " +
                                                          std::to_string(element.maxListLength) + ")");
         for (uint64_t k = 0; k < length; ++k)
             if (!value(*p.type))

@@ -16,7 +16,8 @@ namespace Quelm::IO::detail
 // Why a text value cannot be read as `type`, or null when it can: a float must be a finite
 // decimal number within a float's range, an integer a decimal integer within its type's range
 // (OpenMesh's reader otherwise fails the extraction and goes on with an uninitialised value).
-const char* plyTextValueFault(std::string_view token, const PlyType& type);
+// `integer` gets an integer's value.
+const char* plyTextValueFault(std::string_view token, const PlyType& type, int64_t& integer);
 
 // Values of a text PLY body token by token, whatever the line breaks.
 class PlyTextTokens

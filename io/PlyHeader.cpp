@@ -83,7 +83,8 @@ bool parsePlyHeader(ByteSource& src, PlyHeader& header, Fault& fault)
             element.name = std::string(t[1]);
             element.line = lineNumber;
             if (!parseUnsigned(t[2], element.count) || element.count > UINT32_MAX)
-                return fault.atLine(lineNumber, "element count " + quoted(t[2]) + " is not a count below 2^32");
+                return fault.atLine(lineNumber,
+                                    "element count " + quoted(t[2]) + " is not a count below 2^32");
             element.maxListLength = t[1] == "face" ? kMaxPlyFaceCorners : kMaxPlyListLength;
             header.elements.push_back(std::move(element));
             continue;
@@ -130,11 +131,13 @@ bool checkPlyCounts(const PlyHeader& header, uint64_t bytesLeft, Fault& fault)
         const uint64_t bytes =
             header.format == PlyFormat::Ascii ? 2 * element.properties.size() : element.fixedBytes;
         if (element.count > 0 && bytes == 0)
-            return fault.atLine(element.line, "element " + quoted(element.name) + " is counted but has no properties");
+            return fault.atLine(element.line,
+                                "element " + quoted(element.name) + " is counted but has no properties");
         if (element.count > left / std::max<uint64_t>(bytes, 1))
             return fault.atLine(element.line, "element " + quoted(element.name) + " announces " +
                                                   std::to_string(element.count) + " records, more than the " +
-                                                  std::to_string(bytesLeft) + " bytes after the header can hold");
+                                                  std::to_string(bytesLeft) +
+                                                  " bytes after the header can hold");
         left -= element.count * bytes;
     }
     return true;

@@ -46,8 +46,9 @@ bool checkTextStl(ByteSource& src, Fault& fault)
             if (!isFiniteNumber(token))
                 return fault.atLine(src.lineNumber(), quoted(token) + " is not a finite number");
         if (n != 3)
-            return fault.atLine(src.lineNumber(), "'" + std::string(keyword == "vertex" ? "vertex" : "facet normal") +
-                                                      "' needs 3 numbers, found " + std::to_string(n));
+            return fault.atLine(src.lineNumber(),
+                                "'" + std::string(keyword == "vertex" ? "vertex" : "facet normal") +
+                                    "' needs 3 numbers, found " + std::to_string(n));
     }
     return true;
 }

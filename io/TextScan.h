@@ -122,16 +122,54 @@ inline bool parseUnsigned(std::string_view t, uint64_t& value)
     return !t.empty() && t[0] != '+' && parseInteger(t, value, negative) && !negative;
 }
 
+enum class IntegerFit
+{
+    Fits,
+    NotInteger,
+    OutOfRange,
+};
+
+// Whether the token is a decimal integer (optionally signed) within [min, max] (min <= 0), in
+// one pass; `value` gets it when it fits. The file checks run this on every integer of a file.
+inline IntegerFit fitInteger(std::string_view t, int64_t min, uint64_t max, int64_t& value)
+{
+    const char* p = t.data();
+    const char* end = p + t.size();
+    bool negative = false;
+    if (p != end && (*p == '+' || *p == '-'))
+        negative = *p++ == '-';
+    if (p == end)
+        return IntegerFit::NotInteger;
+    uint64_t magnitude = 0;
+    bool overflow = false;
+    for (; p != end; ++p)
+    {
+        const auto digit = static_cast<unsigned>(static_cast<unsigned char>(*p) - '0');
+        if (digit > 9)
+            return IntegerFit::NotInteger;
+        overflow = overflow || magnitude > (UINT64_MAX - 9) / 10;
+        magnitude = magnitude * 10 + digit;
+    }
+    if (overflow)
+        return IntegerFit::OutOfRange;
+    if (!negative || magnitude == 0)
+    {
+        if (magnitude > max)
+            return IntegerFit::OutOfRange;
+        value = static_cast<int64_t>(magnitude);  // max never exceeds UINT32_MAX in the checks
+        return IntegerFit::Fits;
+    }
+    if (magnitude - 1 > static_cast<uint64_t>(-(min + 1)))
+        return IntegerFit::OutOfRange;
+    value = -static_cast<int64_t>(magnitude - 1) - 1;
+    return IntegerFit::Fits;
+}
+
 // True when the integer token lies in [min, max] (min <= 0).
 inline bool integerFits(std::string_view t, int64_t min, uint64_t max)
 {
-    uint64_t magnitude = 0;
-    bool negative = false;
-    if (!parseInteger(t, magnitude, negative))
-        return false;
-    if (!negative || magnitude == 0)
-        return magnitude <= max;
-    return magnitude <= static_cast<uint64_t>(-(min + 1)) + 1;
+    int64_t value = 0;
+    return fitInteger(t, min, max, value) == IntegerFit::Fits;
 }
 
 // A finite decimal number that a float holds without overflow: [+-]digits[.digits][e[+-]digits],

@@ -108,8 +108,9 @@ TEST(Utf8Path, EncodesEveryScriptAndRefusesWhatIsNotUnicode)
         EXPECT_TRUE(utf8FromWide(wide, out));
         EXPECT_EQ(out, utf8);
     }
-    for (const std::wstring& bad : {std::wstring(1, wchar_t(0xD800)) + L".ply", std::wstring(1, wchar_t(0xDFFF)),
-                                    std::wstring(1, wchar_t(0x110000)), std::wstring(L"a\0b", 3)})
+    for (const std::wstring& bad :
+         {std::wstring(1, wchar_t(0xD800)) + L".ply", std::wstring(1, wchar_t(0xDFFF)),
+          std::wstring(1, wchar_t(0x110000)), std::wstring(L"a\0b", 3)})
     {
         std::string out;
         EXPECT_FALSE(utf8FromWide(bad, out));
