@@ -159,7 +159,8 @@ inline IntegerFit fitInteger(std::string_view t, int64_t min, uint64_t max, int6
         value = static_cast<int64_t>(magnitude);  // max never exceeds UINT32_MAX in the checks
         return IntegerFit::Fits;
     }
-    if (magnitude - 1 > static_cast<uint64_t>(-(min + 1)))
+    const uint64_t largestNegative = min == 0 ? 0 : static_cast<uint64_t>(-(min + 1)) + 1;
+    if (magnitude > largestNegative)
         return IntegerFit::OutOfRange;
     value = -static_cast<int64_t>(magnitude - 1) - 1;
     return IntegerFit::Fits;
