@@ -11,7 +11,6 @@
 
 using namespace test;
 
-
 // A trailing comment ends what the reader takes from a vertex line; on a face line it goes on
 // reading corners past the '#', so those are still checked.
 TEST(ObjCheck, ChecksNumbersCornersAndInlineComments)

@@ -8,7 +8,6 @@
 
 using namespace test;
 
-
 TEST(OffCheck, ChecksHeaderCountsAndFacesAgainstTheBytesLeft)
 {
     const std::string triangle = "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n";

@@ -10,7 +10,6 @@
 
 using namespace test;
 
-
 TEST(OmCheck, AcceptsConsistentFilesOnly)
 {
     const std::string triangle = omTriangle().s;

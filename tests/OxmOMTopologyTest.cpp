@@ -178,3 +178,22 @@ TEST(OxmOMTopology, EveryNewVertexHasZeroNormalAndTextureCoordinate)
         }
     }
 }
+
+// A property requested anew starts at zero; the values of the others stay as they were.
+TEST(OxmOMTopology, RequestingAPropertyLeavesTheOthersAlone)
+{
+    using Mesh = Quelm::Topology::TopologyMesh;
+    Mesh mesh;
+    const auto vh = mesh.add_vertex({1, 2, 3});
+    mesh.set_normal(vh, Mesh::Normal(0, 0, 1));
+    mesh.request_vertex_texcoords2D();
+    mesh.request_vertex_colors();
+    EXPECT_EQ(mesh.texcoord2D(vh), Mesh::TexCoord2D(0, 0));
+    EXPECT_EQ(mesh.color(vh), Mesh::Color(0, 0, 0));
+    EXPECT_EQ(mesh.normal(vh), Mesh::Normal(0, 0, 1));
+    mesh.set_texcoord2D(vh, Mesh::TexCoord2D(0.5f, 0.25f));
+    mesh.release_vertex_normals();
+    mesh.request_vertex_normals();
+    EXPECT_EQ(mesh.normal(vh), Mesh::Normal(0, 0, 0));
+    EXPECT_EQ(mesh.texcoord2D(vh), Mesh::TexCoord2D(0.5f, 0.25f));
+}

@@ -10,7 +10,6 @@
 
 using namespace test;
 
-
 TEST(PlyCheck, RefusesHeadersTheReaderWouldLoopOnAndCountsTheDataCannotBack)
 {
     const std::string intCounts = replaced(kPly, "uchar int", "int int");

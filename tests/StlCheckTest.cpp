@@ -13,7 +13,6 @@ using namespace test;
 using Quelm::IO::detail::checkMeshFile;
 using Quelm::IO::detail::StlMode;
 
-
 // Binary at exactly 84 + 50 n bytes; else text when it begins with "solid"; else binary.
 TEST(StlCheck, TellsBinaryFromTextAndChecksBoth)
 {

@@ -114,21 +114,21 @@ public:
         const bool existed = this->has_vertex_normals();
         Base::request_vertex_normals();
         if (!existed)
-            zeroAttributes(0);
+            zeroNormals(0);
     }
     void request_vertex_texcoords2D()
     {
         const bool existed = this->has_vertex_texcoords2D();
         Base::request_vertex_texcoords2D();
         if (!existed)
-            zeroAttributes(0);
+            zeroTexCoords(0);
     }
     void request_vertex_colors()
     {
         const bool existed = this->has_vertex_colors();
         Base::request_vertex_colors();
         if (!existed)
-            zeroAttributes(0);
+            zeroColors(0);
     }
 
     // Whether collapsing `v0v1` (moving its from-vertex v0 onto its to-vertex v1) keeps the mesh a
@@ -197,15 +197,26 @@ private:
     // Normals, texture coordinates and colours of the vertices from `from` on, where they exist.
     void zeroAttributes(size_t from)
     {
-        const size_t n = this->n_vertices();
+        zeroNormals(from);
+        zeroTexCoords(from);
+        zeroColors(from);
+    }
+    void zeroNormals(size_t from)
+    {
         if (this->has_vertex_normals())
-            for (size_t i = from; i < n; ++i)
+            for (size_t i = from; i < this->n_vertices(); ++i)
                 this->set_normal(VertexHandle(static_cast<int>(i)), Normal(0, 0, 0));
+    }
+    void zeroTexCoords(size_t from)
+    {
         if (this->has_vertex_texcoords2D())
-            for (size_t i = from; i < n; ++i)
+            for (size_t i = from; i < this->n_vertices(); ++i)
                 this->set_texcoord2D(VertexHandle(static_cast<int>(i)), typename Base::TexCoord2D(0, 0));
+    }
+    void zeroColors(size_t from)
+    {
         if (this->has_vertex_colors())
-            for (size_t i = from; i < n; ++i)
+            for (size_t i = from; i < this->n_vertices(); ++i)
                 this->set_color(VertexHandle(static_cast<int>(i)), typename Base::Color(0, 0, 0));
     }
 

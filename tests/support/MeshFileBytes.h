@@ -27,7 +27,7 @@ inline bool accepts(const std::string& bytes, const std::string& extension)
 
 // Expects every `prefix + row` to be accepted (or refused) as `extension`; a failure names its row.
 inline void expectAll(bool accepted, const std::string& extension, const std::vector<std::string>& rows,
-               const std::string& prefix = "")
+                      const std::string& prefix = "")
 {
     for (size_t i = 0; i < rows.size(); ++i)
         EXPECT_EQ(accepts(prefix + rows[i], extension), accepted)
@@ -92,13 +92,16 @@ inline std::string noise(unsigned seed, size_t size)
 }
 
 inline const std::string kObj = "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf 1 3 2\nf 1 2 4\nf 2 3 4\nf 3 1 4\n";
-inline const std::string kOff = "OFF\n4 4 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n3 0 1 3\n3 1 2 3\n3 2 0 3\n";
-inline const std::string kPlyHeader = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
-                               "property float z\nelement face 1\nproperty list uchar int vertex_indices\n"
-                               "end_header\n";
+inline const std::string kOff =
+    "OFF\n4 4 0\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 2 1\n3 0 1 3\n3 1 2 3\n3 2 0 3\n";
+inline const std::string kPlyHeader =
+    "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+    "property float z\nelement face 1\nproperty list uchar int vertex_indices\n"
+    "end_header\n";
 inline const std::string kPly = kPlyHeader + "0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
-inline const std::string kStl = "solid t\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n"
-                         "endloop\nendfacet\nendsolid t\n";
+inline const std::string kStl =
+    "solid t\nfacet normal 0 0 1\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\n"
+    "endloop\nendfacet\nendsolid t\n";
 
 inline Bytes binaryStl(uint32_t declaredFacets, const std::vector<float>& corners)
 {
@@ -119,14 +122,15 @@ inline const float kInf = std::numeric_limits<float>::infinity();
 
 // Header fields of one OM chunk.
 inline uint16_t omChunk(unsigned entity, unsigned type, bool isFloat, unsigned dim, unsigned bits,
-                 bool named = false)
+                        bool named = false)
 {
     return static_cast<uint16_t>((named ? 2u : 0u) | entity << 2 | type << 5 | 1u << 9 |
                                  (isFloat ? 1u : 0u) << 10 | dim << 11 | bits << 14);
 }
 
 // An OM header (triangle mesh, version 2.2 unless given) and the header of its first chunk.
-inline Bytes omStart(uint32_t vertices, uint32_t faces, uint32_t edges, uint16_t chunk, uint8_t version = 0x42)
+inline Bytes omStart(uint32_t vertices, uint32_t faces, uint32_t edges, uint16_t chunk,
+                     uint8_t version = 0x42)
 {
     Bytes b;
     b.raw("OMT").u8(version).u32(vertices).u32(faces).u32(edges).u16(chunk);
@@ -151,9 +155,11 @@ inline Bytes omTriangle(uint8_t version = 0x42)
 inline constexpr size_t kOmTopology = 16 + 2 + 36 + 2;  // offset of the halfedge records in omTriangle()
 
 // A one-vertex text (or binary) PLY with the given property lines and data.
-inline std::string plyWith(const std::string& properties, const std::string& record, const char* format = "ascii")
+inline std::string plyWith(const std::string& properties, const std::string& record,
+                           const char* format = "ascii")
 {
-    return std::string("ply\nformat ") + format + " 1.0\nelement vertex 1\n" + properties + "end_header\n" + record;
+    return std::string("ply\nformat ") + format + " 1.0\nelement vertex 1\n" + properties + "end_header\n" +
+           record;
 }
 
 }  // namespace test
