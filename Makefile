@@ -4,7 +4,7 @@ BUILD ?= build
 CMAKE_FLAGS ?=
 DEPS = scripts/install-deps.sh
 
-.PHONY: all deps build test demo bench test-sanitize test-tsan fuzz fuzz-smoke install-test format clean
+.PHONY: all deps build test demo bench test-sanitize test-tsan fuzz fuzz-smoke valgrind-corpus install-test format clean
 
 all: build
 
@@ -55,7 +55,8 @@ test-tsan: deps
 # assertions on. `make fuzz-smoke FUZZ_SECONDS=600` fuzzes longer.
 FUZZ_SECONDS ?= 60
 # A fixed seed makes every smoke run start from the same mutations (coverage feedback from the
-# reader's threads still varies); `make fuzz-smoke FUZZ_SEED=0` lets libFuzzer pick one.
+# reader's threads still varies); `make fuzz-smoke FUZZ_SEED=random` picks one and prints it, so
+# that a finding can be repeated with FUZZ_SEED=<that number>.
 FUZZ_SEED ?= 1
 FUZZ_FORMATS = obj off ply stl om
 FUZZ_BUILD = build-fuzz
@@ -66,20 +67,37 @@ fuzz: deps
 		-DQLM_SANITIZE=address,undefined
 	cmake --build $(FUZZ_BUILD) -j $(JOBS) --target qlm_fuzz_seeds $(addprefix qlm_fuzz_,$(FUZZ_FORMATS))
 
-# Each target starts from the seeds the generator writes and runs FUZZ_SECONDS; any crash, hang
-# (10 s), leak or allocation past 2 GB fails the run and leaves the input in $(FUZZ_BUILD)/findings.
+# Each target starts from the seeds the generator writes and the regression inputs of
+# tests/fuzz/regressions (every crash, hang or uninitialised read found so far), and runs
+# FUZZ_SECONDS; any crash, hang (10 s), leak or allocation past 2 GB fails the run and leaves the
+# input in $(FUZZ_BUILD)/findings.
 fuzz-smoke: fuzz
 	rm -rf $(FUZZ_BUILD)/corpus
 	$(FUZZ_BUILD)/tests/fuzz/qlm_fuzz_seeds $(FUZZ_BUILD)/corpus > /dev/null
-	@for f in $(FUZZ_FORMATS); do \
-		echo "fuzz-smoke: $$f, $(FUZZ_SECONDS) s"; \
+	@seed=$(FUZZ_SEED); \
+	if [ "$$seed" = random ]; then seed=$$(od -An -N4 -tu4 /dev/urandom | tr -d ' '); fi; \
+	echo "fuzz-smoke: seed $$seed"; \
+	for f in $(FUZZ_FORMATS); do \
+		echo "fuzz-smoke: $$f, $(FUZZ_SECONDS) s, seed $$seed"; \
 		mkdir -p $(FUZZ_BUILD)/findings/$$f; \
-		$(FUZZ_BUILD)/tests/fuzz/qlm_fuzz_$$f $(FUZZ_BUILD)/corpus/$$f -max_total_time=$(FUZZ_SECONDS) -seed=$(FUZZ_SEED) \
+		regressions=; [ -d tests/fuzz/regressions/$$f ] && regressions=tests/fuzz/regressions/$$f; \
+		$(FUZZ_BUILD)/tests/fuzz/qlm_fuzz_$$f $(FUZZ_BUILD)/corpus/$$f $$regressions -max_total_time=$(FUZZ_SECONDS) -seed=$$seed \
 			-timeout=10 -rss_limit_mb=2048 -max_len=16384 -print_final_stats=1 \
 			-artifact_prefix=$(FUZZ_BUILD)/findings/$$f/ 2> $(FUZZ_BUILD)/findings/$$f.log \
-			|| { tail -n 60 $(FUZZ_BUILD)/findings/$$f.log; exit 1; }; \
+			|| { tail -n 60 $(FUZZ_BUILD)/findings/$$f.log; echo "fuzz-smoke: failed with seed $$seed"; exit 1; }; \
 		grep -E '^stat::number_of_executed_units|^Done' $(FUZZ_BUILD)/findings/$$f.log || true; \
 	done
+
+# ReadMesh over the fuzz seeds and the regression inputs under valgrind's memcheck (a plain
+# Release build: no sanitizer runtime in the way). Any error fails the run: an uninitialised
+# value used inside a reader, an invalid read or write, a definite leak.
+valgrind-corpus: build
+	@bash $(DEPS) valgrind
+	cmake --build $(BUILD) -j $(JOBS) --target qlm_corpus_seeds qlm_read_corpus
+	rm -rf $(BUILD)/valgrind-corpus
+	$(BUILD)/tests/qlm_corpus_seeds $(BUILD)/valgrind-corpus > /dev/null
+	valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite --track-origins=yes \
+		$(BUILD)/tests/qlm_read_corpus $(BUILD)/valgrind-corpus tests/fuzz/regressions
 
 format:
 	git ls-files '*.h' '*.cpp' | xargs clang-format -i

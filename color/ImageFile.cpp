@@ -1,5 +1,7 @@
 #include "color/ImageFile.h"
 
+#include "io/InputFile.h"
+
 #include <png.h>
 
 #include <algorithm>
@@ -380,25 +382,29 @@ FilePtr openFile(const std::filesystem::path& path, const char* mode, std::strin
 
 std::shared_ptr<vsk::Image> ImageFile::Load(const std::filesystem::path& path, std::string* error)
 {
-    std::error_code ec;
-    if (std::filesystem::is_directory(path, ec))
+    // Through the library's opener: a folder, a device or a pipe is refused, not read or waited on.
+    IO::detail::InputFile input;
+    std::string reason;
+    if (!input.open(path.native(), reason))
     {
-        setError(error, path, "is a directory");
+        setError(error, path, reason);
         return nullptr;
     }
-    FilePtr file = openFile(path, "rb", error);
+    const uint64_t fileBytes = input.size();
+    FilePtr file(input.releaseAsStdio());
     if (!file)
+    {
+        setError(error, path, std::strerror(errno));
         return nullptr;
+    }
     unsigned char magic[8] = {};
     const size_t got = std::fread(magic, 1, sizeof(magic), file.get());
-    std::fseek(file.get(), 0, SEEK_END);
-    const long fileBytes = std::ftell(file.get());
     std::rewind(file.get());
     static const unsigned char kPngMagic[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
     if (got == 8 && std::memcmp(magic, kPngMagic, 8) == 0)
         return loadPng(file.get(), path, error);
     if (got >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF)
-        return loadJpeg(file.get(), fileBytes > 0 ? uint64_t(fileBytes) : 0, path, error);
+        return loadJpeg(file.get(), fileBytes, path, error);
     setError(error, path, "not a PNG or JPEG file");
     return nullptr;
 }

@@ -1,8 +1,8 @@
 #include "color/ObjFile.h"
 
-#include <charconv>
-#include <cstdio>
-#include <memory>
+#include "io/InputFile.h"
+#include "io/TextScan.h"
+
 #include <string_view>
 #include <system_error>
 #include <unordered_map>
@@ -12,71 +12,25 @@ namespace Quelm::Topology
 namespace
 {
 
-bool readWholeFile(const std::filesystem::path& path, std::string& text)
-{
-    std::error_code ec;
-    if (std::filesystem::is_directory(path, ec))
-        return false;
-    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (!file)
-        return false;
-    text.clear();
-    const auto size = std::filesystem::file_size(path, ec);
-    if (!ec)
-        text.reserve(size);  // a hint only: the loop below reads whatever is there
-    char buffer[1 << 16];
-    size_t got;
-    while ((got = std::fread(buffer, 1, sizeof(buffer), file.get())) > 0)
-        text.append(buffer, got);
-    return !std::ferror(file.get());
-}
+using IO::detail::nextToken;
+using IO::detail::trim;
 
-bool isSpace(char c)
+// Through the library's opener: a device or a pipe named as a library is refused, not read
+// without end or waited on.
+bool readWholeFile(const std::filesystem::path& path, std::string& text, std::string& reason)
 {
-    return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f';
-}
-
-std::string_view trim(std::string_view s)
-{
-    while (!s.empty() && isSpace(s.front()))
-        s.remove_prefix(1);
-    while (!s.empty() && isSpace(s.back()))
-        s.remove_suffix(1);
-    return s;
-}
-
-// Splits off the next whitespace-separated token of `rest`.
-std::string_view nextToken(std::string_view& rest)
-{
-    rest = trim(rest);
-    size_t end = 0;
-    while (end < rest.size() && !isSpace(rest[end]))
-        ++end;
-    const std::string_view token = rest.substr(0, end);
-    rest.remove_prefix(end);
-    return token;
-}
-
-// The whole token as a number (a leading '+' allowed, which from_chars refuses).
-template <typename T>
-bool parseNumber(std::string_view token, T& value)
-{
-    if (!token.empty() && token.front() == '+')
-        token.remove_prefix(1);
-    if (token.empty())
-        return false;
-    const auto [end, ec] = std::from_chars(token.data(), token.data() + token.size(), value);
-    return ec == std::errc() && end == token.data() + token.size();
+    IO::detail::InputFile file;
+    return file.open(path.native(), reason) && file.readAll(text, reason);
 }
 
 bool parseFloat(std::string_view token, float& value)
 {
-    return parseNumber(token, value);
+    return IO::detail::parseNumber(token, value);
 }
 
 bool parseInt(std::string_view token, int64_t& value)
 {
-    return parseNumber(token, value);
+    return IO::detail::parseNumber(token, value);
 }
 
 // OBJ indices are 1-based, or negative counting back from the last element read so far.
@@ -158,10 +112,10 @@ void readMaterialLibrary(const std::filesystem::path& path,
                          std::unordered_map<std::string, MtlDefinition>& defs,
                          std::vector<std::string>& warnings)
 {
-    std::string text;
-    if (!readWholeFile(path, text))
+    std::string text, reason;
+    if (!readWholeFile(path, text, reason))
     {
-        warnings.push_back("cannot read material library '" + path.string() + "'");
+        warnings.push_back("cannot read material library '" + path.string() + "': " + reason);
         return;
     }
     const std::filesystem::path folder = path.parent_path();
@@ -197,9 +151,9 @@ bool ObjFile::Read(const std::filesystem::path& path, ObjMesh& mesh, std::string
                      (lineNumber > 0 ? ", line " + std::to_string(lineNumber) : "") + ": " + reason;
         return false;
     };
-    std::string text;
-    if (!readWholeFile(path, text))
-        return fail(0, "cannot read the file");
+    std::string text, reason;
+    if (!readWholeFile(path, text, reason))
+        return fail(0, "cannot read the file: " + reason);
 
     std::vector<std::string> libraries;
     std::unordered_map<std::string, uint32_t> materialIndex;

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 // jpeglib.h needs FILE and size_t declared before it.
@@ -334,7 +335,14 @@ TEST(ImageFileBadInput, EveryBrokenFileGivesNullAndAReasonAtLittleMemoryCost)
     EXPECT_FALSE(ImageFile::Load(dir.file("missing.png"), &error));
     EXPECT_NE(error.find("missing.png"), std::string::npos);
     EXPECT_FALSE(ImageFile::Load(dir.file(""), &error));  // the directory itself
-    EXPECT_FALSE(ImageFile::Load(dir.file("empty")));     // no error text asked for
+    EXPECT_NE(error.find("is a folder"), std::string::npos) << error;
+    ASSERT_EQ(mkfifo(dir.file("pipe.png").c_str(), 0600), 0);
+    for (const std::string& device : {dir.file("pipe.png").string(), std::string("/dev/zero")})
+    {
+        EXPECT_FALSE(ImageFile::Load(device, &error));  // neither waited on nor read
+        EXPECT_NE(error.find("is not a regular file"), std::string::npos) << error;
+    }
+    EXPECT_FALSE(ImageFile::Load(dir.file("empty")));  // no error text asked for
 }
 
 TEST(ImageFileRows, FlipMirrorsRowsForOddAndEvenHeights)

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using Quelm::Topology::ObjFile;
 using Quelm::Topology::ObjMesh;
 
@@ -118,4 +120,32 @@ TEST(ObjFileRead, MalformedFilesFailWithFileAndLine)
     test::writeFile(dir.file("empty.obj"), "");
     EXPECT_TRUE(ObjFile::Read(dir.file("empty.obj"), mesh, &error));
     EXPECT_TRUE(mesh.triangles.empty());
+}
+
+// A material library naming a device or a named pipe is a warning, read no further: /dev/zero
+// used to be read until memory ran out, and a pipe without a writer blocked the reader.
+TEST(ObjFileRead, MaterialLibrariesThatAreNotRegularFilesAreWarnings)
+{
+    test::TempDir dir;
+    ASSERT_EQ(mkfifo(dir.file("pipe.mtl").c_str(), 0600), 0);
+    for (const std::string& library : {std::string("/dev/zero"), dir.file("pipe.mtl").string()})
+    {
+        test::writeFile(dir.file("m.obj"), "mtllib " + library + "\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+        ObjMesh mesh;
+        std::string error;
+        ASSERT_TRUE(ObjFile::Read(dir.file("m.obj"), mesh, &error)) << error;
+        EXPECT_EQ(mesh.triangles.size(), 1u);
+        ASSERT_EQ(mesh.warnings.size(), 1u) << library;
+        EXPECT_NE(mesh.warnings[0].find("is not a regular file"), std::string::npos) << mesh.warnings[0];
+    }
+    ObjMesh mesh;
+    std::string error;
+    EXPECT_FALSE(ObjFile::Read(dir.file("pipe.mtl"), mesh, &error));  // nor is the OBJ itself read from one
+    EXPECT_NE(error.find("is not a regular file"), std::string::npos) << error;
+    // names outside ASCII are bytes to the reader, in the OBJ's name and in the library's
+    test::writeFile(dir.file("\xce\xbb\xce\xb9.mtl"), "newmtl a\nmap_Kd t.png\n");
+    test::writeFile(dir.file("caf\xc3\xa9.obj"), "mtllib \xce\xbb\xce\xb9.mtl\nv 0 0 0\nusemtl a\n");
+    ASSERT_TRUE(ObjFile::Read(dir.file("caf\xc3\xa9.obj"), mesh, &error)) << error;
+    ASSERT_EQ(mesh.materials.size(), 1u);
+    EXPECT_TRUE(mesh.materials[0].defined);
 }

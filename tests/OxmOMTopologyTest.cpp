@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
+#include <string>
 #include <vector>
 
 using test::DecimationMesh;
@@ -114,4 +116,84 @@ TEST(OxmOMTopologyCollapse, AgreesWithTheKernelThroughRandomCollapsesOfATerrainW
         if (HasFailure())
             return;
     }
+}
+
+// OpenMesh leaves the normal and texture coordinate of a new element uninitialised. The mesh's
+// arrays are first filled with a marker and cleared keeping their memory, so a path that forgot
+// to zero would show the marker rather than a lucky zero.
+TEST(OxmOMTopology, EveryNewVertexHasZeroNormalAndTextureCoordinate)
+{
+    using Mesh = Quelm::Topology::TopologyMesh;
+    const Mesh::Point p(1, 2, 3);
+    const std::pair<const char*, std::function<void(Mesh&)>> ways[] = {
+        {"add_vertex", [&](Mesh& m) { m.add_vertex(p); }},
+        {"add_vertex_dirty", [&](Mesh& m) { m.add_vertex_dirty(p); }},
+        {"new_vertex", [&](Mesh& m) { m.new_vertex(); }},
+        {"new_vertex(p)", [&](Mesh& m) { m.new_vertex(p); }},
+        {"new_vertex_dirty", [&](Mesh& m) { m.new_vertex_dirty(p); }},
+        {"resize", [&](Mesh& m) { m.resize(m.n_vertices() + 5, m.n_edges(), m.n_faces()); }},
+        {"split edge", [&](Mesh& m) { m.split(m.edge_handle(0), p); }},
+        {"split face", [&](Mesh& m) { m.split(m.face_handle(0), p); }},
+        {"split_copy edge", [&](Mesh& m) { m.split_copy(m.edge_handle(0), p); }},
+        {"split_copy face", [&](Mesh& m) { m.split_copy(m.face_handle(0), p); }},
+        {"normals released and requested again",
+         [&](Mesh& m)
+         {
+             m.release_vertex_normals();
+             m.request_vertex_normals();
+         }},
+        {"texture coordinates released and requested again",
+         [&](Mesh& m)
+         {
+             m.release_vertex_texcoords2D();
+             m.request_vertex_texcoords2D();
+         }},
+        {"copy",
+         [&](Mesh& m)
+         {
+             Mesh copy(m);
+             m = copy;
+         }},
+    };
+    for (const auto& [what, makeVertex] : ways)
+    {
+        Mesh mesh;
+        mesh.request_vertex_texcoords2D();
+        for (int i = 0; i < 64; ++i)
+        {
+            const auto vh = mesh.add_vertex(p);
+            mesh.set_normal(vh, Mesh::Normal(7, 7, 7));
+            mesh.set_texcoord2D(vh, Mesh::TexCoord2D(7, 7));
+        }
+        mesh.clean_keep_reservation();  // the marker stays in the reserved memory
+        const auto a = mesh.add_vertex({0, 0, 0}), b = mesh.add_vertex({1, 0, 0}),
+                   c = mesh.add_vertex({0, 1, 0});
+        mesh.add_face(a, b, c);
+        makeVertex(mesh);
+        ASSERT_TRUE(mesh.has_vertex_normals() && mesh.has_vertex_texcoords2D()) << what;
+        for (auto vh : mesh.vertices())
+        {
+            EXPECT_EQ(mesh.normal(vh), Mesh::Normal(0, 0, 0)) << what << ": vertex " << vh.idx();
+            EXPECT_EQ(mesh.texcoord2D(vh), Mesh::TexCoord2D(0, 0)) << what << ": vertex " << vh.idx();
+        }
+    }
+}
+
+// A property requested anew starts at zero; the values of the others stay as they were.
+TEST(OxmOMTopology, RequestingAPropertyLeavesTheOthersAlone)
+{
+    using Mesh = Quelm::Topology::TopologyMesh;
+    Mesh mesh;
+    const auto vh = mesh.add_vertex({1, 2, 3});
+    mesh.set_normal(vh, Mesh::Normal(0, 0, 1));
+    mesh.request_vertex_texcoords2D();
+    mesh.request_vertex_colors();
+    EXPECT_EQ(mesh.texcoord2D(vh), Mesh::TexCoord2D(0, 0));
+    EXPECT_EQ(mesh.color(vh), Mesh::Color(0, 0, 0));
+    EXPECT_EQ(mesh.normal(vh), Mesh::Normal(0, 0, 1));
+    mesh.set_texcoord2D(vh, Mesh::TexCoord2D(0.5f, 0.25f));
+    mesh.release_vertex_normals();
+    mesh.request_vertex_normals();
+    EXPECT_EQ(mesh.normal(vh), Mesh::Normal(0, 0, 0));
+    EXPECT_EQ(mesh.texcoord2D(vh), Mesh::TexCoord2D(0.5f, 0.25f));
 }

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <unistd.h>
 
@@ -100,19 +99,11 @@ bool hasMeshExtension(const std::string& path)
 
 std::unique_ptr<Topology::TopologyMesh> readMeshFile(const char* command, const std::string& path)
 {
-    std::error_code ec;
-    const auto status = fs::status(path, ec);
-    if (ec || !fs::exists(status))
-        return fail(command, "cannot read '" + path + "': no such file"), nullptr;
-    if (!fs::is_regular_file(status))
-        return fail(command, "cannot read '" + path + "': not a regular file"), nullptr;
-    if (!hasMeshExtension(path))
-        return fail(command, "cannot read '" + path + "': not an OBJ, OFF, PLY, STL or OM file"), nullptr;
-    if (!std::ifstream(path, std::ios::binary))
-        return fail(command, "cannot read '" + path + "': permission denied"), nullptr;
-    std::unique_ptr<Topology::TopologyMesh> mesh(Topology::OpenMeshUtility::ReadMesh(widen(path).c_str()));
+    std::string reason;
+    std::unique_ptr<Topology::TopologyMesh> mesh(
+        Topology::OpenMeshUtility::ReadMesh(widen(path).c_str(), reason));
     if (!mesh)
-        fail(command, "cannot read '" + path + "': not a valid mesh file");
+        fail(command, "cannot read '" + path + "': " + reason);
     return mesh;
 }
 

@@ -54,8 +54,9 @@ std::wstring widen(const std::string& text);
 // any case).
 bool hasMeshExtension(const std::string& path);
 
-// Reads a mesh file; on failure prints the reason (missing, not a file, unknown extension, not a
-// mesh) as one line for `command` and returns null.
+// Reads a mesh file; on failure prints the library's reason (missing, a folder, unknown
+// extension, the line or byte where the file is at fault) as one line for `command` and returns
+// null.
 std::unique_ptr<Topology::TopologyMesh> readMeshFile(const char* command, const std::string& path);
 
 // Checks an output path before any long work: a mesh extension and an existing parent folder.

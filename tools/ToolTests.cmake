@@ -82,15 +82,39 @@ qlm_tool_test(colorsUntextured 0 "colors|holed.obj|holed-colors.ply" REQUIRES in
     OUT "read +holed.obj: 19 vertices, 17 triangles, 0 materials.*coloured 17 triangles, 17 without texture \\(black\\).*wrote +holed-colors.ply"
     SETUP coloursPly)
 qlm_tool_test(colorsPlyReads 0 "info|holed-colors.ply" REQUIRES coloursPly OUT "vertices +19\nfaces +17\n")
+# A material library that is a device or a named pipe costs a warning: it is neither read until
+# memory runs out nor waited on.
+foreach(kind device pipe)
+    qlm_tool_test(colorsMaterial_${kind} 0 "colors|material-${kind}.obj|material-${kind}.ply" REQUIRES inputFiles
+        OUT "coloured 1 triangles" ERR "is not a regular file")
+    set_tests_properties(tool.colorsMaterial_${kind} PROPERTIES TIMEOUT 20)
+endforeach()
 
 # Bad arguments and files: one line on stderr, exit code 2.
 qlm_tool_test(noCommand 2 "" ONE_LINE_ERROR ERR "^qlm-mesh: no command given \\(see qlm-mesh --help\\)")
 qlm_tool_test(unknownCommand 2 "frobnicate" ONE_LINE_ERROR
     ERR "^qlm-mesh: unknown command 'frobnicate' \\(see qlm-mesh --help\\)")
 qlm_tool_test(infoMissingFile 2 "info|no-such-file.ply" ONE_LINE_ERROR ERR "no such file")
-qlm_tool_test(infoFolder 2 "info|." ONE_LINE_ERROR ERR "not a regular file")
+qlm_tool_test(infoFolder 2 "info|." ONE_LINE_ERROR ERR "^qlm-mesh info: cannot read '.': is a folder\n$")
 qlm_tool_test(infoUnknownExtension 2 "info|notes.xyz" ONE_LINE_ERROR REQUIRES inputFiles ERR "not an OBJ")
-qlm_tool_test(infoTruncatedPly 2 "info|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "not a valid mesh")
+qlm_tool_test(infoTruncatedPly 2 "info|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles
+    ERR "^qlm-mesh info: cannot read 'truncated.ply': line 3: element 'vertex' announces 10 records, more than the 0 bytes after the header can hold\n$")
+# Every command that reads a mesh prints the file check's reason, with its line.
+foreach(command info holes convert decimate smooth)
+    set(extra "")
+    if(command STREQUAL "convert")
+        set(extra "|x.ply")
+    elseif(command STREQUAL "decimate")
+        set(extra "|x.ply|--ratio|0.5")
+    elseif(command STREQUAL "smooth")
+        set(extra "|x.ply|--iterations|1")
+    endif()
+    qlm_tool_test(${command}PrintsTheReason 2 "${command}|bad.obj${extra}" ONE_LINE_ERROR REQUIRES inputFiles
+        ERR "^qlm-mesh ${command}: cannot read 'bad.obj': line 6: 'x' is not a number\n$")
+endforeach()
+# A name outside ASCII is written and read back like any other.
+qlm_tool_test(convertToNonAsciiName 0 "convert|sphere.ply|café-меш.obj" REQUIRES sphere SETUP nonAscii)
+qlm_tool_test(infoNonAsciiName 0 "info|café-меш.obj" REQUIRES nonAscii OUT "faces +2000\n")
 qlm_tool_test(infoEmptyOff 2 "info|empty.off" ONE_LINE_ERROR REQUIRES inputFiles)
 qlm_tool_test(infoUnknownOption 2 "info|sphere.ply|--yaml" ONE_LINE_ERROR ERR "unknown option --yaml")
 qlm_tool_test(infoTwoFiles 2 "info|a.ply|b.ply" ONE_LINE_ERROR)
@@ -118,7 +142,7 @@ qlm_tool_test(smoothNoIterations 2 "smooth|sphere.ply|x.ply" ONE_LINE_ERROR ERR 
 qlm_tool_test(smoothNegativeIterations 2 "smooth|sphere.ply|x.ply|--iterations|-1" ONE_LINE_ERROR)
 qlm_tool_test(holesNoFile 2 "holes" ONE_LINE_ERROR ERR "expected one FILE")
 qlm_tool_test(holesMissingFile 2 "holes|no-such-file.obj" ONE_LINE_ERROR ERR "no such file")
-qlm_tool_test(holesTruncatedPly 2 "holes|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "not a valid mesh")
+qlm_tool_test(holesTruncatedPly 2 "holes|truncated.ply" ONE_LINE_ERROR REQUIRES inputFiles ERR "cannot read 'truncated.ply': line 3: ")
 qlm_tool_test(holesUnknownOption 2 "holes|holed.obj|--all" ONE_LINE_ERROR ERR "unknown option --all")
 qlm_tool_test(colorsMissingObj 2 "colors|no-such-file.obj|x.ply" ONE_LINE_ERROR ERR "'no-such-file.obj': cannot read")
 qlm_tool_test(colorsNotPly 2 "colors|holed.obj|x.off" ONE_LINE_ERROR ERR "the output is a PLY file")

@@ -36,3 +36,14 @@ file(WRITE "${WORKDIR}/holed.obj" "${holed}")
 # pinch vertex.
 file(WRITE "${WORKDIR}/pinch.obj" "v 0 0 0\nv 1 0 0\nv 1 1 0\nv -1 0 0\nv -1 -1 0\nv 5 0 0\nv 6 0 0\nv 5 1 0\n"
     "f 1 2 3\nf 1 4 5\nf 6 7 8\n")
+
+# A number that is not one on line 6, and OBJ files whose material library is a device or a
+# named pipe (the colour path must neither read the device without end nor wait on the pipe).
+file(WRITE "${WORKDIR}/bad.obj" "# made by hand\nv 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\nv 0 x 1\n")
+file(WRITE "${WORKDIR}/material-device.obj" "mtllib /dev/zero\nv 0 0 0\nv 1 0 0\nv 0 1 0\nusemtl a\nf 1 2 3\n")
+file(REMOVE "${WORKDIR}/pipe.mtl")
+execute_process(COMMAND mkfifo "${WORKDIR}/pipe.mtl" RESULT_VARIABLE fifo)
+if(NOT fifo EQUAL 0)
+    message(FATAL_ERROR "mkfifo failed: ${fifo}")
+endif()
+file(WRITE "${WORKDIR}/material-pipe.obj" "mtllib pipe.mtl\nv 0 0 0\nv 1 0 0\nv 0 1 0\nusemtl a\nf 1 2 3\n")

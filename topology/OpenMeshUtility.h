@@ -59,7 +59,10 @@ public:
     // Reads an OBJ, OFF, PLY, STL or OM file (by extension, any case) into a new mesh that the
     // caller owns and deletes, with the path in "m:meshpath"; null on any failure, including a
     // path without extension, an empty file, a file rejected as malformed before it reaches a
-    // reader, and a file with NaN or infinite coordinates.
+    // reader, and a file with NaN or infinite coordinates. The path is taken as UTF-8 (one code
+    // point per wchar_t), whatever the locale; only a regular file is read (a folder, a device or
+    // a pipe is refused, and never waited on). Vertex normals the file does not give, or gives as
+    // NaN or infinity, are zero.
     static Mesh* ReadMesh(const wchar_t* path);
     // As above; on null, `reason` is one line naming the problem and, where the file is at fault,
     // its place ("line N" in text formats, "byte N" in binary ones). Empty on success.
@@ -69,7 +72,9 @@ public:
     // Writes the mesh (STL and PLY binary, the others as text). An untextured mesh first loses the
     // faces at non-manifold vertices (a count is printed when any go) and every mesh its isolated
     // vertices: the caller's mesh keeps those changes (deleted elements are left uncollected;
-    // the file never holds them). False on null arguments or writer failure.
+    // the file never holds them). The file name is the path's UTF-8 form, as ReadMesh takes it.
+    // False on null arguments, a path holding a value that is not Unicode (a lone surrogate), or
+    // writer failure.
     static bool WriteMesh(const wchar_t* path, Mesh* mesh, bool writeNormals);
 
     // --- Model conversion -----------------------------------------------------------------------

@@ -1,5 +1,5 @@
-#include "common/Util.h"
-#include "topology/MeshFileGuard.h"
+#include "io/InputFile.h"
+#include "io/MeshFileCheck.h"
 #include "topology/OpenMeshQuiet.h"
 #include "topology/OpenMeshUtility.h"
 
@@ -17,13 +17,13 @@
 #include <OpenMesh/Core/IO/writer/PLYWriter.hh>
 #include <OpenMesh/Core/IO/writer/STLWriter.hh>
 
-#include <algorithm>
-#include <cctype>
 #include <cmath>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
+#include <istream>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <streambuf>
 
 namespace Quelm::Topology
 {
@@ -64,24 +64,18 @@ void registerFormats()
     (void)registered;
 }
 
-// The text from the last full stop to the end, each wide character narrowed to one byte; empty
-// when the path has no full stop.
-std::string extensionOf(const std::wstring& path)
+// The text from the last full stop to the end, in lower case (ASCII letters only); empty when the
+// path has no full stop.
+std::string lowerCaseExtension(const std::string& path)
 {
-    const size_t dot = path.rfind(L'.');
-    if (dot == std::wstring::npos)
+    const size_t dot = path.rfind('.');
+    if (dot == std::string::npos)
         return {};
-    std::string extension;
-    for (size_t i = dot; i < path.size(); ++i)
-        extension.push_back(static_cast<char>(path[i]));
+    std::string extension = path.substr(dot);
+    for (char& c : extension)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
     return extension;
-}
-
-std::string lowerCase(std::string s)
-{
-    std::transform(s.begin(), s.end(), s.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return s;
 }
 
 // A point with a NaN or infinite coordinate poisons every later computation (boxes, quadrics,
@@ -97,15 +91,29 @@ bool hasOnlyFinitePoints(const Mesh& mesh)
     return true;
 }
 
-// Readers fill vertex normals only when asked to (ReadMesh asks for nothing), and OpenMesh's
-// vector type leaves a new vertex's normal uninitialised: without this, whatever the heap held
-// would reach ToModel's raw meshes and written files. Zero means "no normal".
+// Readers fill vertex normals only when the file has them; without this, whatever a new
+// vertex's normal held would reach ToModel's raw meshes and written files. Zero means "no normal".
 void zeroVertexNormals(Mesh& mesh)
 {
     if (!mesh.has_vertex_normals())
         return;
     for (size_t i = 0; i < mesh.n_vertices(); ++i)
         mesh.set_normal(OpenMesh::VertexHandle(static_cast<int>(i)), Mesh::Normal(0.0f, 0.0f, 0.0f));
+}
+
+// A normal that is not finite ("vn nan nan nan", which exporters write for faces of no area)
+// would poison whatever uses it; zero means "no normal".
+void zeroNonFiniteNormals(Mesh& mesh)
+{
+    if (!mesh.has_vertex_normals())
+        return;
+    for (size_t i = 0; i < mesh.n_vertices(); ++i)
+    {
+        const OpenMesh::VertexHandle vh(static_cast<int>(i));
+        const Mesh::Normal& n = mesh.normal(vh);
+        if (!std::isfinite(n[0]) || !std::isfinite(n[1]) || !std::isfinite(n[2]))
+            mesh.set_normal(vh, Mesh::Normal(0.0f, 0.0f, 0.0f));
+    }
 }
 
 // OpenMesh's importer keys "TextureMapping" by int; the library keys it by the 8-bit texture
@@ -124,43 +132,6 @@ void convertImportedTextureMapping(Mesh& mesh)
     if (!mesh.get_property_handle(handle, kTextureMappingProperty))
         mesh.add_property(handle, kTextureMappingProperty);
     mesh.property(handle) = std::move(mapping);
-}
-
-// OpenMesh's STL reader tells binary from ASCII only when it opens the file itself; on a stream
-// it takes the Binary read option's word for it. Decides as the file reader does: binary when the
-// size is exactly 84 bytes plus 50 per announced triangle, else ASCII when the file starts with
-// "solid", else binary. False for a binary file that announces more triangles than it holds,
-// which the reader would otherwise chase past the end. The stream is left rewound.
-bool chooseStlMode(std::istream& in, Options& options)
-{
-    in.clear();
-    in.seekg(0, std::ios::end);
-    const std::streamoff size = in.tellg();
-    in.seekg(0, std::ios::beg);
-    char header[84] = {};
-    in.read(header, sizeof header);
-    const std::streamsize got = in.gcount();
-    in.clear();
-    in.seekg(0, std::ios::beg);
-    if (size < 0 || !in)
-        return false;
-
-    const auto byte = [&](int i) { return static_cast<uint64_t>(static_cast<unsigned char>(header[i])); };
-    const uint64_t triangles = got == 84 ? byte(80) | byte(81) << 8 | byte(82) << 16 | byte(83) << 24 : 0;
-    const uint64_t binarySize = 84 + 50 * triangles;
-    if (got == 84 && static_cast<uint64_t>(size) == binarySize)
-    {
-        options += Options::Binary;
-        return true;
-    }
-    std::string start(header, static_cast<size_t>(got));
-    start.erase(0, start.find_first_not_of(" \t\r\n"));
-    if (lowerCase(start.substr(0, 5)) == "solid")
-        return true;
-    if (got < 84 || static_cast<uint64_t>(size) < binarySize)
-        return false;
-    options += Options::Binary;
-    return true;
 }
 
 // Write options by the extensions found anywhere in the path (case-sensitive): STL and PLY
@@ -204,56 +175,64 @@ bool hasDeletedElements(const Mesh& mesh)
 
 OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path)
 {
+    std::string reason;
+    return ReadMesh(path, reason);
+}
+
+OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path, std::string& reason)
+{
+    reason.clear();
     if (!path)
-        return nullptr;
+        return reason = "no path given", nullptr;
     registerFormats();
 
-    auto mesh = std::make_unique<Mesh>();
     const std::wstring widePath(path);
-    const std::string extension = extensionOf(widePath);
-    if (extension.size() < 2)  // no full stop, or nothing after it: no reader to choose
+    std::string narrowPath;
+    if (!IO::detail::utf8FromWide(widePath, narrowPath))
+        return reason = "the path holds a character that is not Unicode (a lone surrogate or a code "
+                        "beyond U+10FFFF)",
+               nullptr;
+    IO::detail::InputFile file;
+    if (!file.open(narrowPath, reason))
         return nullptr;
+    const std::string extension = lowerCaseExtension(narrowPath);
+    if (!IO::detail::isMeshExtension(extension))
+        return reason = IO::detail::unknownExtensionReason(extension), nullptr;
+    if (file.size() == 0)  // no mesh, and some readers misread it
+        return reason = "is empty", nullptr;
 
-    const std::filesystem::path file(widePath);
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error))  // a directory or a device never ends
-        return nullptr;
-    if (std::filesystem::file_size(file, error) == 0 || error)  // no mesh, and some readers misread it
-        return nullptr;
-    std::ifstream in(file, std::ios::in | std::ios::binary);
-    if (!in || !MeshFileGuard::accepts(in, lowerCase(extension)))
-        return nullptr;
-    in.clear();  // the guard leaves the stream rewound; made sure of, since the readers need it
-    in.seekg(0, std::ios::beg);
+    const std::unique_ptr<std::streambuf> buffer = file.releaseAsStreamBuf();
+    std::istream in(buffer.get());
+    const IO::detail::MeshFileCheck check = IO::detail::checkMeshFile(in, extension);
+    if (!check.isAccepted)
+        return reason = check.reason, nullptr;
 
+    // OpenMesh's STL reader tells binary from text only when it opens the file itself; on a
+    // stream it takes the Binary option's word for it, so it gets the check's finding.
     Options options(Options::Default);
-    if (lowerCase(extension) == ".stl" && !chooseStlMode(in, options))
-        return nullptr;
+    if (check.stlMode == IO::detail::StlMode::Binary)
+        options += Options::Binary;
 
+    auto mesh = std::make_unique<Mesh>();
     bool isRead = false;
     {
         std::lock_guard<std::mutex> lock(ioManagerMutex);
         OpenMeshQuietScope quiet;
-        mesh->clear();
         OpenMesh::IO::ImporterT<Mesh> importer(*mesh);
         isRead = OpenMesh::IO::IOManager().read(in, extension, importer, options);
     }
-    in.close();
-    if (!isRead || !hasOnlyFinitePoints(*mesh))
-        return nullptr;
-    if (!options.vertex_has_normal())  // OpenMesh leaves the normals of new vertices uninitialised
+    if (!isRead)
+        return reason = "the reader failed on it, although it passed the file check", nullptr;
+    if (!hasOnlyFinitePoints(*mesh))
+        return reason = "it holds a point that is not finite", nullptr;
+    if (options.vertex_has_normal())
+        zeroNonFiniteNormals(*mesh);
+    else
         zeroVertexNormals(*mesh);
 
     convertImportedTextureMapping(*mesh);
     SetMeshPath(mesh.get(), widePath);
     return mesh.release();
-}
-
-OpenMeshUtility::Mesh* OpenMeshUtility::ReadMesh(const wchar_t* path, std::string& reason)
-{
-    Mesh* mesh = ReadMesh(path);
-    reason = mesh ? std::string() : std::string("cannot read the file");
-    return mesh;
 }
 
 std::shared_ptr<Objects::Model> OpenMeshUtility::ReadToRawMesh(const wchar_t* path)
@@ -271,6 +250,9 @@ bool OpenMeshUtility::WriteMesh(const wchar_t* path, Mesh* mesh, bool writeNorma
     registerFormats();
 
     const std::wstring widePath(path);
+    std::string narrowPath;  // UTF-8, as ReadMesh takes it
+    if (!IO::detail::utf8FromWide(widePath, narrowPath))
+        return false;  // a lone surrogate would otherwise be written as '?', to another file
     const Options options = writeOptionsFor(widePath, *mesh, writeNormals);
 
     // Untextured meshes lose the faces at non-manifold vertices first. The message calls them
@@ -289,7 +271,6 @@ bool OpenMeshUtility::WriteMesh(const wchar_t* path, Mesh* mesh, bool writeNorma
         compacted = std::make_unique<Mesh>(*mesh);  // the caller's handles stay as they are
         compacted->garbage_collection(true, true, true);
     }
-    const std::string narrowPath = Objects::Util::ConvertToChar(widePath);
     OpenMesh::IO::ExporterT<Mesh> exporter(compacted ? *compacted : *mesh);
     std::lock_guard<std::mutex> lock(ioManagerMutex);
     OpenMeshQuietScope quiet;

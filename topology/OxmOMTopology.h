@@ -48,6 +48,88 @@ public:
     using Base = OpenMesh::TriMesh_ArrayKernelT<Traits>;
     using HalfedgeHandle = typename Base::HalfedgeHandle;
     using VertexHandle = typename Base::VertexHandle;
+    using EdgeHandle = typename Base::EdgeHandle;
+    using FaceHandle = typename Base::FaceHandle;
+    using Point = typename Base::Point;
+    using Normal = typename Base::Normal;
+
+    // Vertex creation. OpenMesh's vector types leave a new element uninitialised, so a new
+    // vertex's normal, texture coordinate or colour would hold whatever the heap held (and reach
+    // written files); every way this class creates a vertex or one of those properties sets them
+    // to zero ("none"). These hide the kernel's functions of the same name: they cover calls made
+    // through this type (the importer's, the library's, a caller's), not OpenMesh's own calls from
+    // inside its base classes.
+    OpenMesh::SmartVertexHandle new_vertex() { return withZeroAttributes(Base::new_vertex()); }
+    OpenMesh::SmartVertexHandle new_vertex(const Point& p) { return withZeroAttributes(Base::new_vertex(p)); }
+    OpenMesh::SmartVertexHandle new_vertex_dirty(const Point& p)
+    {
+        return withZeroAttributes(Base::new_vertex_dirty(p));
+    }
+    OpenMesh::SmartVertexHandle add_vertex(const Point& p) { return withZeroAttributes(Base::add_vertex(p)); }
+    OpenMesh::SmartVertexHandle add_vertex_dirty(const Point& p)
+    {
+        return withZeroAttributes(Base::add_vertex_dirty(p));
+    }
+    OpenMesh::SmartVertexHandle split(EdgeHandle eh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split(eh, vh);
+        return vh;
+    }
+    OpenMesh::SmartVertexHandle split(FaceHandle fh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split(fh, vh);
+        return vh;
+    }
+    using Base::split;
+    OpenMesh::SmartVertexHandle split_copy(EdgeHandle eh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split_copy(eh, vh);
+        return vh;
+    }
+    OpenMesh::SmartVertexHandle split_copy(FaceHandle fh, const Point& p)
+    {
+        const auto vh = add_vertex(p);
+        Base::split_copy(fh, vh);
+        return vh;
+    }
+    using Base::split_copy;
+    HalfedgeHandle vertex_split(Point v0Point, VertexHandle v1, VertexHandle vl, VertexHandle vr)
+    {
+        return Base::vertex_split(add_vertex(v0Point), v1, vl, vr);
+    }
+    using Base::vertex_split;
+    void resize(size_t nVertices, size_t nEdges, size_t nFaces)
+    {
+        const size_t before = this->n_vertices();
+        Base::resize(nVertices, nEdges, nFaces);
+        zeroAttributes(before);
+    }
+    // A property created anew (first requested, or again after a release) starts at zero for
+    // every vertex.
+    void request_vertex_normals()
+    {
+        const bool existed = this->has_vertex_normals();
+        Base::request_vertex_normals();
+        if (!existed)
+            zeroNormals(0);
+    }
+    void request_vertex_texcoords2D()
+    {
+        const bool existed = this->has_vertex_texcoords2D();
+        Base::request_vertex_texcoords2D();
+        if (!existed)
+            zeroTexCoords(0);
+    }
+    void request_vertex_colors()
+    {
+        const bool existed = this->has_vertex_colors();
+        Base::request_vertex_colors();
+        if (!existed)
+            zeroColors(0);
+    }
 
     // Whether collapsing `v0v1` (moving its from-vertex v0 onto its to-vertex v1) keeps the mesh a
     // valid 2-manifold; the same answer as the kernel's check, which the decimaters call for every
@@ -107,6 +189,37 @@ public:
     }
 
 private:
+    OpenMesh::SmartVertexHandle withZeroAttributes(OpenMesh::SmartVertexHandle vh)
+    {
+        zeroAttributes(static_cast<size_t>(vh.idx()));
+        return vh;
+    }
+    // Normals, texture coordinates and colours of the vertices from `from` on, where they exist.
+    void zeroAttributes(size_t from)
+    {
+        zeroNormals(from);
+        zeroTexCoords(from);
+        zeroColors(from);
+    }
+    void zeroNormals(size_t from)
+    {
+        if (this->has_vertex_normals())
+            for (size_t i = from; i < this->n_vertices(); ++i)
+                this->set_normal(VertexHandle(static_cast<int>(i)), Normal(0, 0, 0));
+    }
+    void zeroTexCoords(size_t from)
+    {
+        if (this->has_vertex_texcoords2D())
+            for (size_t i = from; i < this->n_vertices(); ++i)
+                this->set_texcoord2D(VertexHandle(static_cast<int>(i)), typename Base::TexCoord2D(0, 0));
+    }
+    void zeroColors(size_t from)
+    {
+        if (this->has_vertex_colors())
+            for (size_t i = from; i < this->n_vertices(); ++i)
+                this->set_color(VertexHandle(static_cast<int>(i)), typename Base::Color(0, 0, 0));
+    }
+
     // The third vertex of the face of `h` (invalid when `h` is a boundary halfedge). False when
     // that face's other two edges both lie on the boundary: collapsing would leave a dangling face.
     bool sideVertex(HalfedgeHandle h, VertexHandle& side) const

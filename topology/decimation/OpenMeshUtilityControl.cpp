@@ -32,8 +32,8 @@ bool OpenMeshUtility::DecimateMeshParallel(Mesh* mesh, float ratio, double error
                                            bool garbageCollect, bool coarseGrid, bool updateNormals,
                                            const OperationControl& control)
 {
-    const bool done =
-        DecimateMeshParallel(mesh, ratio, errorFactor, maxAngleDeg, garbageCollect, coarseGrid, updateNormals);
+    const bool done = DecimateMeshParallel(mesh, ratio, errorFactor, maxAngleDeg, garbageCollect, coarseGrid,
+                                           updateNormals);
     finish(control);
     return done;
 }
